@@ -1,0 +1,17 @@
+#pragma once
+// The one way texts are built: printf-style with compiler format checking.
+#include <cstdarg>
+#include <string>
+
+namespace tbt {
+
+/// Formats like printf and returns the text.
+std::string textf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// va_list form of textf.
+std::string vtextf(const char* format, va_list args) __attribute__((format(printf, 1, 0)));
+
+/// Appends formatted text to out.
+void appendf(std::string& out, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+}  // namespace tbt
