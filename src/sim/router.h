@@ -1,0 +1,118 @@
+#pragma once
+// One simulated router: its configuration spaces (sparse stores per adapter),
+// the memories behind it (EEPROM, NVM, LC memory), its IECS and I2C devices,
+// and the models attached to it. Configuration spaces: 0 path, 1 port,
+// 2 device (adapter 0 only), 3 counter.
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "platform/status.h"
+#include "sim/memory.h"
+#include "sim/models.h"
+
+namespace tbt::sim {
+
+inline constexpr uint32_t kPathSpace = 0;
+inline constexpr uint32_t kPortSpace = 1;
+inline constexpr uint32_t kDeviceSpace = 2;
+inline constexpr uint32_t kCounterSpace = 3;
+inline constexpr uint32_t kSpaceCount = 4;
+
+class Router {
+ public:
+  /// A router at route on controller controllerIndex, described by its
+  /// host-file object (kept for models and for saving).
+  Router(size_t controllerIndex, uint64_t route, const nlohmann::json& description);
+  ~Router();
+  Router(const Router&) = delete;
+  Router& operator=(const Router&) = delete;
+
+  size_t controllerIndex() const { return controller_; }
+  uint64_t route() const { return route_; }
+  /// Number of hops from the host router (the route's non-zero bytes).
+  unsigned depth() const;
+  /// The router's upstream adapter (device-space DW1 "Upstream Port"); 0 for a host router.
+  uint32_t upstreamPort() const;
+  /// Adapters described by the host file, ascending (adapter 0 is implicit).
+  const std::vector<uint32_t>& ports() const { return ports_; }
+  bool hasPort(uint32_t port) const;
+  /// Adds an adapter to the described ones (the loader does this).
+  void addPort(uint32_t port);
+
+  /// The stored double word, models bypassed (0 when never written).
+  uint32_t peek(uint32_t port, uint32_t space, uint32_t index) const;
+  /// Stores a double word, models bypassed.
+  void poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
+  /// The store of one (port, space), for walking what is set.
+  const DwordStore* store(uint32_t port, uint32_t space) const;
+
+  /// A configuration read as the hardware answers it: the first attached model
+  /// that handles the address, else the store.
+  Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
+  /// A configuration write as the hardware takes it (models first, then the store).
+  Status write(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
+  /// Attaches a register model; later attachments are asked first.
+  void attachModel(std::shared_ptr<RegisterModel> model);
+  const std::vector<std::shared_ptr<RegisterModel>>& models() const { return models_; }
+
+  /// The serial EEPROM's contents when the host file describes one ("eeprom").
+  std::optional<ByteMemory>& eeprom() { return eeprom_; }
+  const std::optional<ByteMemory>& eeprom() const { return eeprom_; }
+  /// The NVM image when described ("nvm").
+  std::optional<ByteMemory>& nvm() { return nvm_; }
+  const std::optional<ByteMemory>& nvm() const { return nvm_; }
+  /// Link-controller memory by double-word address ("lc-memory").
+  DwordStore& lcMemory() { return lcMemory_; }
+  const DwordStore& lcMemory() const { return lcMemory_; }
+
+  /// The IECS device at (bus, device), or null when none answers there.
+  IecsDeviceModel* iecsDevice(uint32_t bus, uint32_t device) const;
+  /// The plain register file at (bus, device) that the host file described, or null.
+  IecsRegisterFile* iecsRegisterFile(uint32_t bus, uint32_t device) const;
+  /// Attaches (or replaces) the IECS device at (bus, device).
+  void attachIecsDevice(uint32_t bus, uint32_t device, std::shared_ptr<IecsDeviceModel> model);
+  /// The plain register file at (bus, device), created when absent.
+  IecsRegisterFile& ensureIecsRegisterFile(uint32_t bus, uint32_t device);
+  /// Every (bus, device) with a plain register file, ascending.
+  std::vector<std::pair<uint32_t, uint32_t>> iecsRegisterFiles() const;
+
+  /// The I2C device at address, or null when none answers there.
+  I2cDeviceModel* i2cDevice(uint32_t address) const;
+  I2cRegisterFile* i2cRegisterFile(uint32_t address) const;
+  void attachI2cDevice(uint32_t address, std::shared_ptr<I2cDeviceModel> model);
+  I2cRegisterFile& ensureI2cRegisterFile(uint32_t address);
+  std::vector<uint32_t> i2cRegisterFiles() const;
+
+  /// The router's object in the host file (as loaded; models read their own
+  /// keys, for example "eeprom" or "nvm", from it).
+  const nlohmann::json& description() const;
+
+ private:
+  size_t controller_;
+  uint64_t route_;
+  std::vector<uint32_t> ports_;
+  std::map<std::pair<uint32_t, uint32_t>, DwordStore> spaces_;  // (port, space)
+  std::vector<std::shared_ptr<RegisterModel>> models_;
+  std::optional<ByteMemory> eeprom_;
+  std::optional<ByteMemory> nvm_;
+  DwordStore lcMemory_;
+  struct Iecs {
+    std::shared_ptr<IecsDeviceModel> device;
+    std::shared_ptr<IecsRegisterFile> file;
+  };
+  std::map<std::pair<uint32_t, uint32_t>, Iecs> iecs_;
+  struct I2c {
+    std::shared_ptr<I2cDeviceModel> device;
+    std::shared_ptr<I2cRegisterFile> file;
+  };
+  std::map<uint32_t, I2c> i2c_;
+  std::unique_ptr<nlohmann::json> description_;
+};
+
+}  // namespace tbt::sim

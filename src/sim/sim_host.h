@@ -1,0 +1,208 @@
+#pragma once
+// The simulated machine: controllers with their routers, the host facts that
+// the registry publishes, the virtual clock, the shell with its variable
+// store, the system log and standard output, faults and access accounting.
+// The registry and the device interfaces (sim_platform.h) are views of it.
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "platform/status.h"
+#include "sim/faults.h"
+#include "sim/router.h"
+
+namespace tbt::sim {
+
+/// Facts about the host that its registry publishes.
+struct HostFacts {
+  std::optional<std::string> boardId;     // "board-id" data on the platform entry
+  std::optional<std::string> romVersion;  // "IODeviceTree:/rom" "version"
+  std::optional<std::string> romVendor;   // "IODeviceTree:/rom" "vendor"
+  bool hasRom = false;                    // the rom entry exists
+  bool lidClosed = false;                 // "KelvoClamshellState"
+  std::vector<std::optional<bool>> batteries;  // "ExternalConnected" per battery (nullopt: left out)
+  std::optional<std::string> bootDisk;    // BSD name of the boot volume
+};
+
+/// One host controller and the routers behind it.
+struct Controller {
+  uint32_t interfaceVersion = 2;
+  std::map<uint64_t, std::unique_ptr<Router>> routers;  // by route
+};
+
+/// Kinds of recorded hardware accesses.
+enum class AccessKind { ConfigRead, ConfigWrite, I2c, IecsRead, IecsWrite };
+
+/// One recorded access (see SimHost::setAccessLogEnabled).
+struct AccessRecord {
+  AccessKind kind;
+  size_t controller = 0;
+  uint64_t route = 0;
+  uint32_t port = 0, space = 0, index = 0;  // configuration accesses
+  uint32_t bus = 0, device = 0, offset = 0; // IECS accesses (offset also for I2C)
+  uint32_t address = 0;                     // I2C
+  uint32_t value = 0;                       // configuration double word moved
+  uint32_t length = 0;                      // bytes moved (I2C: read length)
+  Status status = status::kSuccess;
+};
+
+/// Handles one shell command; returns the raw wait status (exit code << 8).
+using ShellHandler = std::function<int(SimHost& host, const std::string& command)>;
+
+class SimHost {
+ public:
+  SimHost();
+  ~SimHost();
+  SimHost(const SimHost&) = delete;
+  SimHost& operator=(const SimHost&) = delete;
+
+  // ---- Machine ---------------------------------------------------------
+  HostFacts& facts() { return facts_; }
+  const HostFacts& facts() const { return facts_; }
+  std::vector<Controller>& controllers() { return controllers_; }
+  const std::vector<Controller>& controllers() const { return controllers_; }
+  /// The router at route on a controller, or null.
+  Router* router(size_t controller, uint64_t route) const;
+  /// Every router, by controller and then by route.
+  std::vector<Router*> routers() const;
+  /// Raw double word of a router (0 when there is no such router); models bypassed.
+  uint32_t peek(size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index) const;
+  /// Stores a raw double word; false when there is no such router.
+  bool poke(size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t value);
+
+  // ---- Hardware accesses (what the device interfaces do) ---------------
+  // Each costs accessLatencyMicroseconds of simulated time, is counted, is
+  // checked against the faults, and fails like absent hardware (time-out)
+  // when no router answers at the route.
+  Status configRead(size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
+                    uint32_t& value);
+  Status configWrite(size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
+                     uint32_t value);
+  /// One I2C transaction at address (write part, then read part).
+  Status i2cTransaction(size_t controller, uint64_t route, uint32_t address, const uint8_t* writeData,
+                        uint32_t writeLength, uint8_t* readData, uint32_t readLength);
+  /// IECS transfer of length bytes at offset; an undescribed device does not answer.
+  Status iecsRead(size_t controller, uint64_t route, uint32_t bus, uint32_t device, uint32_t offset,
+                  uint8_t* data, uint32_t length);
+  Status iecsWrite(size_t controller, uint64_t route, uint32_t bus, uint32_t device, uint32_t offset,
+                   const uint8_t* data, uint32_t length);
+
+  // ---- Virtual clock ---------------------------------------------------
+  /// Simulated monotonic time in microseconds.
+  uint64_t nowMicroseconds() const { return clockStart_ + elapsed_; }
+  /// Moves simulated time on (a sleep, or a model's own delay).
+  void advance(uint64_t microseconds) { elapsed_ += microseconds; }
+  /// All simulated time so far: sleeps plus per-access latency.
+  uint64_t hardwareTimeMicroseconds() const { return elapsed_; }
+  uint64_t accessLatencyMicroseconds() const { return latency_; }
+  void setAccessLatencyMicroseconds(uint64_t us) { latency_ = us; }
+
+  // ---- Accounting ------------------------------------------------------
+  uint64_t configReadCount() const { return configReads_; }
+  uint64_t configWriteCount() const { return configWrites_; }
+  uint64_t configAccessCount() const { return configReads_ + configWrites_; }
+  uint64_t i2cAccessCount() const { return i2cAccesses_; }
+  uint64_t iecsAccessCount() const { return iecsAccesses_; }
+  /// Configuration reads (writes) of one address so far, failed ones included.
+  uint64_t configReadsOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index, size_t controller = 0) const;
+  uint64_t configWritesOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index, size_t controller = 0) const;
+  /// Resets every counter and the access log (the clock is left alone).
+  void resetCounters();
+  /// Turns recording of every access into accessLog() on or off (off at start).
+  void setAccessLogEnabled(bool on) { logAccesses_ = on; }
+  const std::vector<AccessRecord>& accessLog() const { return accessLog_; }
+  void clearAccessLog() { accessLog_.clear(); }
+
+  // ---- Faults ----------------------------------------------------------
+  void addFault(Fault fault) { faults_.push_back(std::move(fault)); }
+  const std::vector<Fault>& faults() const { return faults_; }
+  void clearFaults() { faults_.clear(); }
+  /// Counts the access against the faults; the status to fail it with, or
+  /// nullopt when it goes through. Models call it for their own fault ops.
+  std::optional<Status> checkFault(const FaultQuery& query);
+
+  // ---- Shell and variable store ----------------------------------------
+  /// Runs a command line: records it and dispatches on the longest registered
+  /// prefix that matches a whole word; unknown commands give 127 << 8.
+  int runShell(const std::string& command);
+  /// Adds (or replaces) the handler of commands starting with prefix.
+  void registerShellCommand(std::string prefix, ShellHandler handler);
+  /// Every command run so far, in order.
+  const std::vector<std::string>& shellCommands() const { return shellCommands_; }
+  /// Text the commands printed (also echoed to standard output when echo is on).
+  const std::string& shellOutput() const { return shellOutput_; }
+  void shellPrint(std::string_view text);
+  /// The firmware variable store: name -> value bytes.
+  std::map<std::string, std::string>& nvram() { return nvram_; }
+  const std::map<std::string, std::string>& nvram() const { return nvram_; }
+  /// True once "shutdown -r now" ran (the process goes on).
+  bool restartRequested() const { return restartRequested_; }
+  void requestRestart() { restartRequested_ = true; }
+  /// The last boot-selection command line registered, if any.
+  const std::optional<std::string>& scheduledBootEntry() const { return bootEntry_; }
+  void setScheduledBootEntry(std::string commandLine) { bootEntry_ = std::move(commandLine); }
+
+  // ---- System log and standard output ----------------------------------
+  /// Records one log line (a trailing newline is dropped); with echo on it
+  /// also goes to standard error as "<timestamp> <ident>[<pid>] <text>" and
+  /// to the system log.
+  void log(std::string_view text);
+  /// Records progress text; with echo on it also goes to standard output.
+  void print(std::string_view text);
+  const std::vector<std::string>& logLines() const { return logLines_; }
+  const std::string& printed() const { return printed_; }
+  void clearOutput();
+  /// Echo to the real standard streams and system log (off at start).
+  void setEcho(bool on) { echo_ = on; }
+  bool echo() const { return echo_; }
+  /// The program name that echoed log lines carry (default "updatechecker").
+  void setLogIdent(std::string ident);
+  const std::string& logIdent() const { return ident_; }
+
+  // ---- The host file -----------------------------------------------------
+  /// The host file as loaded (saving writes the current state into a copy).
+  const nlohmann::json& document() const;
+  void setDocument(const nlohmann::json& document);
+
+ private:
+  Status reach(size_t controller, uint64_t route, Router*& out) const;
+  void record(const AccessRecord& r);
+
+  HostFacts facts_;
+  std::vector<Controller> controllers_;
+  uint64_t clockStart_ = 1'000'000;
+  uint64_t elapsed_ = 0;
+  uint64_t latency_ = 10;
+  uint64_t configReads_ = 0, configWrites_ = 0, i2cAccesses_ = 0, iecsAccesses_ = 0;
+  struct AddressKey {
+    size_t controller;
+    uint64_t route;
+    uint32_t port, space, index;
+    auto operator<=>(const AddressKey&) const = default;
+  };
+  std::map<AddressKey, uint64_t> readsOf_, writesOf_;
+  bool logAccesses_ = false;
+  std::vector<AccessRecord> accessLog_;
+  std::vector<Fault> faults_;
+  std::vector<std::pair<std::string, ShellHandler>> shellHandlers_;
+  std::vector<std::string> shellCommands_;
+  std::string shellOutput_;
+  std::map<std::string, std::string> nvram_;
+  bool restartRequested_ = false;
+  std::optional<std::string> bootEntry_;
+  std::vector<std::string> logLines_;
+  std::string printed_;
+  bool echo_ = false;
+  std::string ident_ = "updatechecker";
+  bool syslogOpen_ = false;
+  std::unique_ptr<nlohmann::json> document_;
+};
+
+}  // namespace tbt::sim
