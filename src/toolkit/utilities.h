@@ -1,0 +1,113 @@
+#pragma once
+// The toolkit object through which the rest of the system reaches router
+// configuration spaces, I2C and IECS: one process-wide instance bound to
+// the host's controllers through the user client manager.
+//
+// The class is declared here in full; its operations are defined by family
+// in separate files of this folder (access in utilities.cpp, capability
+// search in capability_search.cpp, ...).
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "kernel/router_handle.h"
+#include "platform/registry.h"
+#include "platform/status.h"
+
+namespace tbt {
+
+class ThunderboltUserClientUtils {
+ public:
+  // ---- The shared instance (utilities.cpp) ----
+
+  /// The shared instance, created on first use from the installed platform;
+  /// creating it opens a user client for every controller. It lives until the
+  /// platform is replaced.
+  static ThunderboltUserClientUtils& sharedInstance();
+  /// The shared instance; when it existed already, the user client of rid is
+  /// made active first (its result ignored).
+  static ThunderboltUserClientUtils& sharedInstanceForRID(uint8_t rid);
+  /// The shared instance after making active the user client of the host
+  /// switch above entry (result ignored); null when entry has no host switch
+  /// among its ancestors.
+  static ThunderboltUserClientUtils* sharedInstanceForEntry(const RegistryEntry& entry);
+
+  ThunderboltUserClientUtils();
+
+  /// Makes the user client of rid active. True when it is active, and also
+  /// when no user client serves rid (callers that care look it up themselves).
+  bool makeUserClientActiveForRID(uint8_t rid);
+
+  // ---- Configuration access (utilities.cpp) ----
+
+  /// Reads one double word at (route, port, space, index) through the user
+  /// client of routerID (its low 8 bits count); not found without one.
+  Status configReadWithRouterID(uint32_t routerID, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
+                                uint32_t& outData);
+  /// Writes one double word; as configReadWithRouterID.
+  Status configWriteWithRouterID(uint32_t routerID, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
+                                 uint32_t data);
+  /// Reads one double word through the router handle (local or remote).
+  Status configReadWithRouterHandle(RouterHandle& routerHandle, uint32_t port, uint32_t space, uint32_t index,
+                                    uint32_t& outData);
+  /// Writes one double word through the router handle (local or remote).
+  Status configWriteWithRouterHandle(RouterHandle& routerHandle, uint32_t port, uint32_t space, uint32_t index,
+                                     uint32_t data);
+
+  // ---- I2C and IECS through the handle's controller (utilities.cpp) ----
+  // Without a user client for the handle's router ID nothing is done and 0
+  // comes back.
+
+  /// Writes length bytes to register offset of the I2C device at address.
+  Status i2cWriteWithLocalRouterHandle(const LocalRouterHandle& localRouterHandle, uint8_t address, uint8_t offset,
+                                       uint32_t length, const uint8_t* data);
+  /// Reads length bytes from register offset of the I2C device at address.
+  Status i2cReadWithLocalRouterHandle(const LocalRouterHandle& localRouterHandle, uint8_t address, uint8_t offset,
+                                      uint32_t length, uint8_t* data);
+  /// Writes length bytes at offset of IECS device `device` on link-controller bus `bus`.
+  Status iecsWriteWithLocalRouterHandle(const LocalRouterHandle& localRouterHandle, uint32_t bus, uint32_t device,
+                                        uint8_t offset, uint32_t length, const uint8_t* data);
+  /// Reads length bytes at offset of IECS device `device` on bus `bus`.
+  Status iecsReadWithLocalRouterHandle(const LocalRouterHandle& localRouterHandle, uint32_t bus, uint32_t device,
+                                       uint8_t offset, uint32_t length, uint8_t* data);
+
+  // ---- Registry (utilities.cpp) ----
+
+  /// Reads the numeric property key of entry into outValue, 0 when it is
+  /// absent. Always returns 0.
+  Status unsignedLongForRegistryEntry(const RegistryEntry& entry, std::string_view andKey, uint64_t& outValue);
+  /// Reads the numeric property key of entry into outValue. When it is absent
+  /// outValue is left as it was and general failure comes back, so a caller
+  /// can tell a missing route string from route 0.
+  Status unsignedLongLongForRegistryEntry(const RegistryEntry& entry, std::string_view andKey, uint64_t& outValue);
+  /// A local handle for a switch entry: its own "Route String" (all ones when
+  /// missing) and the router ID of the host switch above it. Null when entry
+  /// is null or has no host switch among its ancestors.
+  std::unique_ptr<LocalRouterHandle> routerHandleFromRegistryEntry(const RegistryEntry& entry);
+
+  /// When set, reports print capability double-word indexes relative to the
+  /// capability's first double word. No access depends on it.
+  bool relativeAddressing() const { return relativeAddressing_; }
+  void setRelativeAddressing(bool on) { relativeAddressing_ = on; }
+
+  // ---- Capability search and adapter type (capability_search.cpp) ----
+
+  /// The adapter type (port-space double word 2, bits 23..0) of port at route
+  /// under the controller of routerID; 0 on any failure.
+  uint32_t adapterTypeForRoute(uint64_t route, uint32_t andPort, uint8_t andRouterID);
+  /// Finds the first capability of (port, space) whose first double word
+  /// masked with andMask equals forValue, reading through the handle. On
+  /// success outOffset is its double-word index; not found (outOffset
+  /// untouched) or the failing read's status otherwise.
+  Status findCapabilityAtRouterHandle(uint8_t& outOffset, uint32_t forValue, uint32_t andMask,
+                                      RouterHandle& atRouterHandle, uint32_t forPort, uint32_t inSpace);
+  /// findCapabilityAtRouterHandle on a new local handle for atRoute; its router
+  /// ID stays at the handle's default of 0.
+  Status findCapabilityAtRoute(uint8_t& outOffset, uint32_t forValue, uint32_t andMask, uint64_t atRoute,
+                               uint32_t forPort, uint32_t inSpace);
+
+ private:
+  bool relativeAddressing_ = false;
+};
+
+}  // namespace tbt
