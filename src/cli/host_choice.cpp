@@ -1,0 +1,97 @@
+#include "cli/host_choice.h"
+
+#include <cstdlib>
+
+#include "platform/text.h"
+#include "sim/sim_platform.h"
+
+namespace tbt::cli {
+namespace {
+
+constexpr std::string_view kHostOption = "--host";
+constexpr std::string_view kSimValue = "sim";
+constexpr std::string_view kSimFilePrefix = "sim:";
+
+}  // namespace
+
+std::optional<HostRequest> parseHostValue(std::string_view value, std::string* error) {
+  HostRequest request;
+  if (value == kSimValue) {
+    request.kind = HostRequest::Kind::SimDefault;
+    return request;
+  }
+  if (value.substr(0, kSimFilePrefix.size()) == kSimFilePrefix && value.size() > kSimFilePrefix.size()) {
+    request.kind = HostRequest::Kind::SimFile;
+    request.file = value.substr(kSimFilePrefix.size());
+    return request;
+  }
+  if (error)
+    *error = textf("invalid host '%.*s': expected \"sim\" or \"sim:FILE\"", static_cast<int>(value.size()),
+                   value.data());
+  return std::nullopt;
+}
+
+std::optional<HostRequest> takeHostRequest(std::vector<char*>& args, const char* environment, std::string* error) {
+  std::optional<std::string> value;
+  std::vector<char*> kept;
+  size_t i = 0;
+  if (!args.empty()) kept.push_back(args[i++]);  // the program's own path
+  for (; i < args.size(); ++i) {
+    std::string_view arg = args[i];
+    if (arg == "--") break;  // operands from here on
+    if (arg == kHostOption) {
+      if (i + 1 == args.size()) {
+        if (error) *error = "--host needs a value: \"sim\" or \"sim:FILE\"";
+        return std::nullopt;
+      }
+      value = args[++i];
+    } else if (arg.size() > kHostOption.size() && arg.substr(0, kHostOption.size()) == kHostOption &&
+               arg[kHostOption.size()] == '=') {
+      value = std::string(arg.substr(kHostOption.size() + 1));
+    } else {
+      kept.push_back(args[i]);
+    }
+  }
+  kept.insert(kept.end(), args.begin() + static_cast<std::ptrdiff_t>(i), args.end());
+  args = std::move(kept);
+  const char* source = "--host";
+  if (!value && environment && *environment) {
+    value = environment;
+    source = kHostEnvironmentVariable;
+  }
+  if (!value) return HostRequest{};
+  std::string reason;
+  auto request = parseHostValue(*value, &reason);
+  if (!request && error) *error = textf("%s: %s", source, reason.c_str());
+  return request;
+}
+
+std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* error) {
+  std::string reason;
+  std::unique_ptr<sim::SimPlatform> simulated;
+  switch (request.kind) {
+    case HostRequest::Kind::Native:
+      if (error)
+        *error = "no native host backend is available in this build; choose a simulated host with "
+                 "--host=sim or --host=sim:FILE (or TBT_HOST)";
+      return std::nullopt;
+    case HostRequest::Kind::SimDefault: simulated = sim::loadDefaultHost(&reason); break;
+    case HostRequest::Kind::SimFile: simulated = sim::loadHostFile(request.file, &reason); break;
+  }
+  if (!simulated) {
+    if (error) *error = reason;
+    return std::nullopt;
+  }
+  ChosenHost chosen;
+  chosen.sim = &simulated->sim();
+  chosen.platform = std::move(simulated);
+  return chosen;
+}
+
+std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error) {
+  auto request = takeHostRequest(args, std::getenv(kHostEnvironmentVariable), error);
+  if (!request) return std::nullopt;
+  return loadHost(*request, error);
+}
+
+}  // namespace tbt::cli

@@ -1,0 +1,67 @@
+#pragma once
+// The choice of host shared by every program: the built-in simulated host,
+// a simulated host described by a file, or the native backend.
+//
+//   --host=sim        the embedded default host
+//   --host=sim:FILE   the host described by the JSON file FILE
+//   TBT_HOST          the same values, used when no --host option is given
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace tbt::sim {
+class SimHost;
+}
+
+namespace tbt::cli {
+
+/// The name of the environment variable that chooses the host.
+inline constexpr const char* kHostEnvironmentVariable = "TBT_HOST";
+
+/// What the command line or the environment asked for.
+struct HostRequest {
+  enum class Kind { Native, SimDefault, SimFile };
+  Kind kind = Kind::Native;
+  std::string file;  // the host file, for SimFile
+};
+
+/// Parses a host value.
+/// value: "sim" or "sim:FILE"; error: receives a one-line reason otherwise.
+/// Returns the request, or nullopt for a malformed value.
+std::optional<HostRequest> parseHostValue(std::string_view value, std::string* error);
+
+/// Takes every "--host=VALUE" and "--host VALUE" out of args (up to a "--"),
+/// so that a program's own option parser never sees them; the last one wins.
+/// Without one, the value of TBT_HOST (environment: its value, null or empty
+/// when unset) is used; without either, the native backend.
+/// args: the program's arguments without the terminating null, edited in
+/// place; error: receives a one-line reason for a malformed value.
+/// Returns the request, or nullopt when a value is malformed or missing.
+std::optional<HostRequest> takeHostRequest(std::vector<char*>& args, const char* environment, std::string* error);
+
+/// A loaded host: the platform to install and, when simulated, its machine.
+struct ChosenHost {
+  std::unique_ptr<Platform> platform;
+  sim::SimHost* sim = nullptr;  // owned by platform; null for a native host
+};
+
+/// Loads the platform a request names.
+/// error: receives one line when it cannot be loaded (a bad host file names
+/// the key path and the reason; the native backend does not exist yet).
+/// Returns the host, or nullopt.
+std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* error);
+
+/// Chooses and loads the host of a program: takeHostRequest with the
+/// process's TBT_HOST, then loadHost.
+/// args: as for takeHostRequest; error: one line on failure.
+/// Returns the host, or nullopt (the program then exits with kHostChoiceFailed).
+std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error);
+
+/// The exit status of a program whose host could not be chosen or loaded.
+inline constexpr int kHostChoiceFailed = 2;
+
+}  // namespace tbt::cli

@@ -1,0 +1,88 @@
+#include "driver/entry.h"
+
+#include <cinttypes>
+#include <string>
+#include <string_view>
+
+#include "driver/options.h"
+#include "platform/platform.h"
+#include "platform/text.h"
+
+namespace tbt {
+namespace {
+
+// The variables an earlier scheduling may have left in the host's
+// non-volatile store, cleared by clean mode.
+constexpr const char* kCleanCommands[] = {
+    "nvram -d efi-kelvo-payload0",      "nvram -d efi-kelvo-payload1", "nvram -d efi-kelvo-payload0-data",
+    "nvram -d efi-kelvo-payload1-data", "nvram -d tbt-options",        "nvram -d VaneUpdateResult",
+};
+
+// The error dictionary lies beside the program.
+constexpr const char* kErrorDictionaryName = "Errors.plist";
+
+// A process's exit status keeps only the low eight bits of what it returns.
+constexpr ResultCode kExitStatusMask = 0xff;
+
+// The path without its last component: "/a/b/tool" -> "/a/b", "/tool" -> "/",
+// "tool" -> "" (trailing separators ignored).
+std::string_view parentDirectory(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  size_t slash = path.rfind('/');
+  if (slash == std::string_view::npos) return {};
+  if (slash == 0) return path.substr(0, 1);
+  path = path.substr(0, slash);
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  return path;
+}
+
+// A dictionary value as the log's formatter shows an object.
+std::string describe(const Property* value) {
+  if (!value) return "(null)";
+  switch (value->kind()) {
+    case Property::Kind::String:
+    case Property::Kind::Date: return value->asString();
+    case Property::Kind::Number: return textf("%" PRId64, static_cast<int64_t>(value->asNumber()));
+    case Property::Kind::Boolean: return value->asBoolean() ? "1" : "0";
+    case Property::Kind::Real: return textf("%g", value->asReal());
+    default: return "(not a message)";
+  }
+}
+
+// Logs the message of a failed run, looked up in the error dictionary beside
+// the program; a dictionary that cannot be loaded silences the report.
+void reportFailure(const char* toolPath, ResultCode result) {
+  std::string path = textf("%s/%s", std::string(parentDirectory(toolPath ? toolPath : "")).c_str(),
+                           kErrorDictionaryName);
+  auto messages = host().readPropertyList(path);
+  if (!messages) return;
+  std::string key = textf("uc_error_0x%08x", result);
+  host().log(textf("Error: '%s'\n", describe(messages->find(key)).c_str()));
+}
+
+// Backflash needs the utility and payload 0; with exactly two operands the
+// third is passed on as null.
+ResultCode backflash(int argc, char** argv, int firstOperand, const EntryCalls& calls) {
+  if (firstOperand + 2 > argc) return result::kMissingOperands;
+  const char* payload1 = firstOperand + 2 < argc ? argv[firstOperand + 2] : nullptr;
+  return calls.runBackflash(argv[firstOperand], argv[firstOperand + 1], payload1);
+}
+
+}  // namespace
+
+int runUpdateChecker(int argc, char** argv, const EntryCalls& calls) {
+  EntryOptions options = parseEntryOptions(argc, argv);
+  if (options.clean)
+    for (const char* command : kCleanCommands) host().shell(command);
+  ResultCode result = options.backflash ? backflash(argc, argv, options.firstOperand, calls)
+                                        : calls.checkForUpdates(argc, argv, options.arm);
+  if (result != result::kSuccess) {
+    reportFailure(argc > 0 ? argv[0] : nullptr, result);
+  } else {
+    host().log("Success\n");
+    if (options.restart) host().shell("shutdown -r now");
+  }
+  return static_cast<int>(result & kExitStatusMask);
+}
+
+}  // namespace tbt
