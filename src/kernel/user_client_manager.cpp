@@ -1,28 +1,17 @@
 #include "kernel/user_client_manager.h"
 
+#include "kernel/platform_singleton.h"
 #include "platform/platform.h"
 
 namespace tbt {
 namespace {
-
-std::unique_ptr<ThunderboltUserClientManager>& sharedSlot() {
-  static std::unique_ptr<ThunderboltUserClientManager> instance;
-  return instance;
-}
-
-void dropSharedInstance() { sharedSlot().reset(); }
 
 uint8_t lowByte(uint32_t routerID) { return static_cast<uint8_t>(routerID & 0xFF); }
 
 }  // namespace
 
 ThunderboltUserClientManager& ThunderboltUserClientManager::sharedInstance() {
-  auto& slot = sharedSlot();
-  if (!slot) {
-    slot = std::make_unique<ThunderboltUserClientManager>();
-    onPlatformChange(dropSharedInstance);
-  }
-  return *slot;
+  return PlatformSingleton<ThunderboltUserClientManager>::instance();
 }
 
 ThunderboltUserClientManager::ThunderboltUserClientManager() { startUserClientMatching(); }

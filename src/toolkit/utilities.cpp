@@ -1,5 +1,6 @@
 #include "toolkit/utilities.h"
 
+#include "kernel/platform_singleton.h"
 #include "kernel/user_client_manager.h"
 #include "platform/platform.h"
 #include "platform/registry_helpers.h"
@@ -7,12 +8,7 @@
 namespace tbt {
 namespace {
 
-std::unique_ptr<ThunderboltUserClientUtils>& sharedSlot() {
-  static std::unique_ptr<ThunderboltUserClientUtils> instance;
-  return instance;
-}
-
-void dropSharedInstance() { sharedSlot().reset(); }
+using SharedUtils = PlatformSingleton<ThunderboltUserClientUtils>;
 
 ThunderboltUserClientManager& manager() { return ThunderboltUserClientManager::sharedInstance(); }
 
@@ -28,19 +24,12 @@ ThunderboltUserClientUtils::ThunderboltUserClientUtils() {
   manager();
 }
 
-ThunderboltUserClientUtils& ThunderboltUserClientUtils::sharedInstance() {
-  auto& slot = sharedSlot();
-  if (!slot) {
-    slot = std::make_unique<ThunderboltUserClientUtils>();
-    onPlatformChange(dropSharedInstance);
-  }
-  return *slot;
-}
+ThunderboltUserClientUtils& ThunderboltUserClientUtils::sharedInstance() { return SharedUtils::instance(); }
 
 ThunderboltUserClientUtils& ThunderboltUserClientUtils::sharedInstanceForRID(uint8_t rid) {
   // A new instance has just opened every controller; only an existing one
   // needs its controller's connection made active.
-  if (sharedSlot()) sharedSlot()->makeUserClientActiveForRID(rid);
+  if (ThunderboltUserClientUtils* existing = SharedUtils::existing()) existing->makeUserClientActiveForRID(rid);
   return sharedInstance();
 }
 
