@@ -12,8 +12,8 @@
 //   - IecsDeviceModel: answers IECS transfers of one (bus, device) of a router.
 //   - I2cDeviceModel: answers I2C transactions at one address of a router.
 //
-// Models are attached by factories that run once a host has been loaded and
-// its registry built: a RouterModelFactory sees each router in turn (it may
+// Models are attached by factories that run once a host has been loaded (its
+// registry is derived afterwards): a RouterModelFactory sees each router in turn (it may
 // walk the capability chain in the router's stored device space, look at the
 // router's host-file description, and attach models); a HostModelFactory sees
 // the whole host once (it may register shell commands, for example).

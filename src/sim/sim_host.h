@@ -53,6 +53,14 @@ struct AccessRecord {
   Status status = status::kSuccess;
 };
 
+/// The bytes a firmware-variable value stands for in the variable tool's
+/// notation: "%hh" (two hex digits) is that byte, anything else (a '%' not
+/// followed by two hex digits included) stands for itself. "%04" is the byte 4.
+std::string decodeNvramValue(std::string_view text);
+/// The variable tool's printed form of a value: printable ASCII other than '%'
+/// as it is, every other byte as "%hh"; decodeNvramValue undoes it.
+std::string encodeNvramValue(std::string_view value);
+
 /// Handles one shell command; returns the raw wait status (exit code << 8).
 using ShellHandler = std::function<int(SimHost& host, const std::string& command)>;
 
@@ -174,6 +182,13 @@ class SimHost {
  private:
   Status reach(size_t controller, uint64_t route, Router*& out) const;
   void record(const AccessRecord& r);
+  Status configAccess(bool write, size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
+                      uint32_t& value);
+  Status iecsAccess(bool write, size_t controller, uint64_t route, uint32_t bus, uint32_t device, uint32_t offset,
+                    uint8_t* readData, const uint8_t* writeData, uint32_t length);
+  void installStandardShellCommands();
+  void echoLogLine(std::string_view text);
+  void closeSystemLog();
 
   HostFacts facts_;
   std::vector<Controller> controllers_;

@@ -1,0 +1,39 @@
+#pragma once
+// Building a SimHost from a parsed host file (internal to the simulation).
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "sim/json_reader.h"
+#include "sim/sim_host.h"
+
+namespace tbt::sim {
+
+/// A router read from the host file, with the key path of its object.
+struct LoadedRouter {
+  std::unique_ptr<Router> router;
+  std::string path;
+};
+
+/// Reads the whole host file into a machine; null with in.error() on bad input.
+std::unique_ptr<SimHost> loadMachine(const nlohmann::json& doc, JsonReader& in);
+
+/// Reads one router object (everything but its place in the topology).
+std::unique_ptr<Router> readRouter(JsonReader& in, const nlohmann::json& v, const std::string& path,
+                                   size_t controller);
+
+/// The host-file object of a router's adapter, or null when the file does not
+/// describe it.
+const nlohmann::json* portObject(const Router& router, uint32_t port);
+/// True when the file marks the adapter as leading to another host ("xdomain": true).
+bool portLeadsToHost(const Router& router, uint32_t port);
+
+/// Places a controller's routers by route: checks that each hangs from an
+/// existing lane adapter of an existing router, fills in what the file leaves
+/// to derivation (device-space DW1, lane adapter types), and moves them into
+/// the controller.
+bool placeRouters(JsonReader& in, std::vector<LoadedRouter>& routers, Controller& controller);
+
+}  // namespace tbt::sim

@@ -1,0 +1,225 @@
+#include "sim/json_reader.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "platform/text.h"
+
+namespace tbt::sim {
+
+namespace {
+
+constexpr const char* kNumberForm = "expected a number (a JSON integer or a \"0x...\" string)";
+
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+/// Parses digits in base 10 or 16 into out; false on an empty text, a bad
+/// digit or an overflow of 64 bits.
+bool parseDigits(std::string_view digits, unsigned base, uint64_t& out) {
+  if (digits.empty()) return false;
+  uint64_t v = 0;
+  for (char c : digits) {
+    int d = hexValue(c);
+    if (d < 0 || static_cast<unsigned>(d) >= base) return false;
+    if (v > (UINT64_MAX - static_cast<unsigned>(d)) / base) return false;
+    v = v * base + static_cast<unsigned>(d);
+  }
+  out = v;
+  return true;
+}
+
+bool isHexText(std::string_view s) { return s.size() > 2 && s.substr(0, 2) == "0x"; }
+
+}  // namespace
+
+std::string keyPath(const std::string& path, std::string_view key) {
+  return path.empty() ? std::string(key) : path + "." + std::string(key);
+}
+
+std::string indexPath(const std::string& path, size_t i) { return textf("%s[%zu]", path.c_str(), i); }
+
+bool JsonReader::fail(const std::string& path, const std::string& reason) {
+  if (error_.empty()) error_ = (path.empty() ? std::string("host file") : path) + ": " + reason;
+  return false;
+}
+
+bool JsonReader::anyObject(const nlohmann::json& v, const std::string& path) {
+  return v.is_object() || fail(path, "expected an object");
+}
+
+bool JsonReader::object(const nlohmann::json& v, const std::string& path,
+                        std::initializer_list<std::string_view> allowed) {
+  if (!anyObject(v, path)) return false;
+  for (const auto& [k, value] : v.items())
+    if (std::find(allowed.begin(), allowed.end(), k) == allowed.end()) return fail(keyPath(path, k), "unknown key");
+  return true;
+}
+
+bool JsonReader::array(const nlohmann::json& v, const std::string& path) {
+  return v.is_array() || fail(path, "expected an array");
+}
+
+bool JsonReader::string(const nlohmann::json& v, const std::string& path, std::string& out) {
+  if (!v.is_string()) return fail(path, "expected a string");
+  out = v.get<std::string>();
+  return true;
+}
+
+bool JsonReader::boolean(const nlohmann::json& v, const std::string& path, bool& out) {
+  if (!v.is_boolean()) return fail(path, "expected true or false");
+  out = v.get<bool>();
+  return true;
+}
+
+bool JsonReader::number(const nlohmann::json& v, const std::string& path, uint64_t max, uint64_t& out) {
+  uint64_t n = 0;
+  if (v.is_number_unsigned()) {
+    n = v.get<uint64_t>();
+  } else if (v.is_number_integer()) {
+    return fail(path, "expected a number that is not negative");
+  } else if (v.is_string()) {
+    const auto& s = v.get_ref<const std::string&>();
+    if (!isHexText(s) || !parseDigits(std::string_view(s).substr(2), 16, n)) return fail(path, kNumberForm);
+  } else {
+    return fail(path, kNumberForm);
+  }
+  if (n > max) return fail(path, textf("0x%llx is above the largest value 0x%llx", static_cast<unsigned long long>(n),
+                                       static_cast<unsigned long long>(max)));
+  out = n;
+  return true;
+}
+
+bool JsonReader::signedNumber(const nlohmann::json& v, const std::string& path, int64_t min, int64_t& out) {
+  if (v.is_number_integer() && !v.is_number_unsigned()) {
+    int64_t n = v.get<int64_t>();
+    if (n < min) return fail(path, textf("%lld is below the smallest value %lld", static_cast<long long>(n),
+                                         static_cast<long long>(min)));
+    out = n;
+    return true;
+  }
+  uint64_t n = 0;
+  if (!number(v, path, INT64_MAX, n)) return false;
+  out = static_cast<int64_t>(n);
+  return true;
+}
+
+bool JsonReader::key(const std::string& text, const std::string& path, uint64_t max, uint64_t& out) {
+  uint64_t n = 0;
+  bool ok = isHexText(text) ? parseDigits(std::string_view(text).substr(2), 16, n) : parseDigits(text, 10, n);
+  if (!ok) return fail(path, "expected a decimal or 0x-hex number as the key");
+  if (n > max) return fail(path, textf("key %s is above the largest value 0x%llx", text.c_str(),
+                                       static_cast<unsigned long long>(max)));
+  out = n;
+  return true;
+}
+
+bool JsonReader::bytes(const nlohmann::json& v, const std::string& path, std::vector<uint8_t>& out) {
+  constexpr const char* form = "expected hex bytes (\"c0ffee\") or \"ASCII:text\"";
+  if (!v.is_string()) return fail(path, form);
+  std::string_view s = v.get_ref<const std::string&>();
+  out.clear();
+  if (s.substr(0, 6) == "ASCII:") {
+    out.assign(s.begin() + 6, s.end());
+    return true;
+  }
+  if (s.substr(0, 2) == "0x") s.remove_prefix(2);
+  int high = -1;
+  for (char c : s) {
+    if (std::isspace(static_cast<unsigned char>(c)) && high < 0) continue;
+    int d = hexValue(c);
+    if (d < 0) return fail(path, form);
+    if (high < 0) {
+      high = d;
+    } else {
+      out.push_back(static_cast<uint8_t>(high * 16 + d));
+      high = -1;
+    }
+  }
+  if (high >= 0) return fail(path, "odd number of hex digits");
+  return true;
+}
+
+bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, DwordStore& store) {
+  if (!anyObject(v, path)) return false;
+  for (const auto& [k, value] : v.items()) {
+    std::string at = keyPath(path, k);
+    uint64_t index = 0, word = 0;
+    if (!key(k, at, UINT32_MAX, index) || !number(value, at, UINT32_MAX, word)) return false;
+    if (store.isSet(static_cast<uint32_t>(index)))
+      return fail(at, textf("double word %llu given twice", static_cast<unsigned long long>(index)));
+    store.write(static_cast<uint32_t>(index), static_cast<uint32_t>(word));
+  }
+  return true;
+}
+
+bool JsonReader::byteMap(const nlohmann::json& v, const std::string& path, ByteMemory& memory) {
+  if (!anyObject(v, path)) return false;
+  std::vector<uint8_t> data;
+  for (const auto& [k, value] : v.items()) {
+    std::string at = keyPath(path, k);
+    uint64_t address = 0;
+    if (!key(k, at, UINT32_MAX, address) || !bytes(value, at, data)) return false;
+    if (!memory.write(address, data))
+      return fail(at, textf("%zu bytes at 0x%llx run past the end (size 0x%llx)", data.size(),
+                            static_cast<unsigned long long>(address), static_cast<unsigned long long>(memory.size())));
+  }
+  return true;
+}
+
+bool JsonReader::properties(const nlohmann::json& v, const std::string& path, PropertyDict& set,
+                            std::vector<std::string>& removed) {
+  if (!anyObject(v, path)) return false;
+  for (const auto& [k, value] : v.items()) {
+    if (value.is_null()) {
+      removed.push_back(k);
+      continue;
+    }
+    Property p;
+    if (!property(value, keyPath(path, k), p)) return false;
+    set.set(k, std::move(p));
+  }
+  return true;
+}
+
+bool JsonReader::property(const nlohmann::json& v, const std::string& path, Property& out) {
+  uint64_t n = 0;
+  if (v.is_boolean()) {
+    out = Property::boolean(v.get<bool>());
+  } else if (v.is_number_integer()) {
+    out = Property::number(v.is_number_unsigned() ? v.get<uint64_t>() : static_cast<uint64_t>(v.get<int64_t>()));
+  } else if (v.is_number_float()) {
+    out = Property::real(v.get<double>());
+  } else if (v.is_string()) {
+    const auto& s = v.get_ref<const std::string&>();
+    // "0x..." strings are numbers, as everywhere in a host file.
+    if (isHexText(s) && parseDigits(std::string_view(s).substr(2), 16, n)) out = Property::number(n);
+    else out = Property::string(s);
+  } else if (v.is_object() && v.size() == 1 && v.contains("data")) {
+    std::vector<uint8_t> data;
+    if (!bytes(*v.find("data"), keyPath(path, "data"), data)) return false;
+    out = Property::data(std::move(data));
+  } else if (v.is_object()) {
+    PropertyDict dict;
+    for (const auto& [k, value] : v.items()) {
+      Property p;
+      if (!property(value, keyPath(path, k), p)) return false;
+      dict.set(k, std::move(p));
+    }
+    out = Property::dictionary(std::move(dict));
+  } else if (v.is_array()) {
+    std::vector<Property> items(v.size());
+    for (size_t i = 0; i < v.size(); ++i)
+      if (!property(v[i], indexPath(path, i), items[i])) return false;
+    out = Property::array(std::move(items));
+  } else {
+    return fail(path, "null is allowed only as a property's whole value (to leave the property out)");
+  }
+  return true;
+}
+
+}  // namespace tbt::sim

@@ -1,0 +1,63 @@
+#pragma once
+// Reading and validating pieces of a host file. Every reader takes the key
+// path of the value it reads ("controllers[0].routers[2].route") and, on bad
+// input, records one line "<path>: <reason>" and returns false; the first
+// error is kept. Nothing here throws.
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/property.h"
+#include "sim/memory.h"
+
+namespace tbt::sim {
+
+class JsonReader {
+ public:
+  /// Records "<path>: <reason>" unless an error is already recorded; returns false.
+  bool fail(const std::string& path, const std::string& reason);
+  bool failed() const { return !error_.empty(); }
+  const std::string& error() const { return error_; }
+
+  /// True when v is an object whose keys are all in allowed (else an error
+  /// naming the first unknown key).
+  bool object(const nlohmann::json& v, const std::string& path, std::initializer_list<std::string_view> allowed);
+  /// True when v is an object (any keys).
+  bool anyObject(const nlohmann::json& v, const std::string& path);
+  bool array(const nlohmann::json& v, const std::string& path);
+  bool string(const nlohmann::json& v, const std::string& path, std::string& out);
+  bool boolean(const nlohmann::json& v, const std::string& path, bool& out);
+  /// A number: a non-negative JSON integer or a "0x..." string, at most max.
+  bool number(const nlohmann::json& v, const std::string& path, uint64_t max, uint64_t& out);
+  /// Like number, and also a negative JSON integer down to min.
+  bool signedNumber(const nlohmann::json& v, const std::string& path, int64_t min, int64_t& out);
+  /// A map key that is a number in decimal ("16") or 0x-hex ("0x10"), at most max.
+  bool key(const std::string& text, const std::string& path, uint64_t max, uint64_t& out);
+  /// A byte string: hex digit pairs (spaces allowed, an optional 0x prefix) or
+  /// "ASCII:" followed by the characters to store.
+  bool bytes(const nlohmann::json& v, const std::string& path, std::vector<uint8_t>& out);
+  /// A map of double-word index -> value into store.
+  bool dwordMap(const nlohmann::json& v, const std::string& path, DwordStore& store);
+  /// A map of address -> byte string, each written from its address upward.
+  bool byteMap(const nlohmann::json& v, const std::string& path, ByteMemory& memory);
+  /// Registry properties: JSON values as properties into set; keys given as
+  /// null into removed.
+  bool properties(const nlohmann::json& v, const std::string& path, PropertyDict& set,
+                  std::vector<std::string>& removed);
+  /// One registry property value (null is not allowed here).
+  bool property(const nlohmann::json& v, const std::string& path, Property& out);
+
+ private:
+  std::string error_;
+};
+
+/// path + "." + key, or key alone at the top.
+std::string keyPath(const std::string& path, std::string_view key);
+/// path + "[i]".
+std::string indexPath(const std::string& path, size_t i);
+
+}  // namespace tbt::sim

@@ -1,0 +1,157 @@
+// Deriving the registry from the machine: the host probes below the platform
+// entry, and for each controller the tree that its driver publishes:
+// controller -> host interface port -> host switch -> its ports -> (for a
+// connected lane adapter) the downstream router's upstream port -> that
+// router's switch -> its other ports, and so on; a lane adapter that leads to
+// another host gets an "IOThunderboltXDomainLink" child.
+#include "host_loader.h"
+#include "platform/text.h"
+#include "sim/register_fields.h"
+#include "sim/sim_host.h"
+#include "sim/sim_registry.h"
+
+namespace tbt::sim {
+
+namespace {
+
+using nlohmann::json;
+
+/// Applies a host-file "registry" object over the derived properties: given
+/// values replace, null removes.
+void applyRegistry(SimNode& node, const json* owner) {
+  if (!owner || !owner->is_object()) return;
+  auto it = owner->find("registry");
+  if (it == owner->end()) return;
+  PropertyDict set;
+  std::vector<std::string> removed;
+  JsonReader in;  // validated when the host was loaded
+  in.properties(*it, "registry", set, removed);
+  for (const auto& [k, v] : set.items()) node.properties().set(k, v);
+  for (const auto& k : removed) node.properties().erase(k);
+}
+
+class TreeBuilder {
+ public:
+  explicit TreeBuilder(const Controller& c) : controller_(c) {}
+
+  /// The tree below a controller entry.
+  void build(SimNode& controllerNode) {
+    auto host = controller_.routers.find(0);
+    if (host == controller_.routers.end()) return;
+    const Router& r = *host->second;
+    hostInterface_ = 0;
+    for (uint32_t p : r.ports())
+      if (!hostInterface_ && adapterType(r, p) == kHostInterfaceAdapter) hostInterface_ = p;
+    std::shared_ptr<SimNode> port;
+    if (hostInterface_) {
+      port = addPort(controllerNode, r, hostInterface_);
+    } else {
+      // The file describes no host interface adapter: the entry is still there.
+      port = controllerNode.addChild("IOThunderboltPort", "IOThunderboltPort@host");
+    }
+    addSwitch(*port, r);
+  }
+
+ private:
+  static uint32_t adapterType(const Router& r, uint32_t port) {
+    return kAdapterTypeField.get(r.peek(port, kPortSpace, kAdapterTypeDword));
+  }
+
+  const Router* childAt(const Router& r, uint32_t port) const {
+    if (port > 0xff) return nullptr;
+    uint64_t route = r.route() | (uint64_t{port} << (8 * r.depth()));
+    auto it = controller_.routers.find(route);
+    return it == controller_.routers.end() ? nullptr : it->second.get();
+  }
+
+  std::shared_ptr<SimNode> addPort(SimNode& parent, const Router& r, uint32_t port) {
+    auto node = parent.addChild("IOThunderboltPort", textf("IOThunderboltPort@%u", port));
+    auto& props = node->properties();
+    props.set("Port Number", Property::number(port));
+    props.set("Adapter Type", Property::number(adapterType(r, port)));
+    const Router* peer = nullptr;
+    uint32_t peerPort = 0;
+    if (const Router* child = childAt(r, port)) {
+      peer = child;
+      peerPort = child->upstreamPort();
+    } else if (r.route() != 0 && port == r.upstreamPort()) {
+      peer = parentOf(r);
+      peerPort = static_cast<uint32_t>((r.route() >> (8 * (r.depth() - 1))) & 0xff);
+    }
+    if (peer) {
+      props.set("Peer Port Route String", Property::number(peer->route()));
+      props.set("Peer Port Number", Property::number(peerPort));
+    }
+    applyRegistry(*node, portObject(r, port));
+    return node;
+  }
+
+  const Router* parentOf(const Router& r) const {
+    uint64_t parent = r.route() & ~(uint64_t{0xff} << (8 * (r.depth() - 1)));
+    auto it = controller_.routers.find(parent);
+    return it == controller_.routers.end() ? nullptr : it->second.get();
+  }
+
+  void addSwitch(SimNode& upstream, const Router& r) {
+    auto sw = upstream.addChild("IOThunderboltSwitch", textf("IOThunderboltSwitch@%llx",
+                                                             static_cast<unsigned long long>(r.route())));
+    sw->properties().set("Route String", Property::number(r.route()));
+    sw->properties().set("Depth", Property::number(r.depth()));
+    applyRegistry(*sw, &r.description());
+    uint32_t skip = r.route() == 0 ? hostInterface_ : r.upstreamPort();
+    for (uint32_t p : r.ports()) {
+      if (p == skip) continue;
+      auto port = addPort(*sw, r, p);
+      if (const Router* child = childAt(r, p)) {
+        auto childPort = addPort(*port, *child, child->upstreamPort());
+        addSwitch(*childPort, *child);
+      } else if (portLeadsToHost(r, p)) {
+        port->addChild("IOThunderboltXDomainLink", "IOThunderboltXDomainLink");
+      }
+    }
+  }
+
+  const Controller& controller_;
+  uint32_t hostInterface_ = 0;
+};
+
+void addHostProbes(SimNode& platform, const HostFacts& f,
+                   std::map<std::string, std::shared_ptr<SimNode>, std::less<>>& aliases) {
+  if (f.boardId) {
+    // The board id is published as data with its terminating NUL.
+    std::vector<uint8_t> bytes(f.boardId->begin(), f.boardId->end());
+    bytes.push_back(0);
+    platform.properties().set("board-id", Property::data(std::move(bytes)));
+  }
+  if (f.hasRom) {
+    auto rom = platform.addChild("IOService", "rom");
+    if (f.romVersion) rom->properties().set("version", Property::string(*f.romVersion));
+    if (f.romVendor) rom->properties().set("vendor", Property::string(*f.romVendor));
+    aliases["IODeviceTree:/rom"] = rom;
+  }
+  auto power = platform.addChild("IOPMrootDomain", "IOPMrootDomain");
+  power->properties().set("KelvoClamshellState", Property::boolean(f.lidClosed));
+  for (size_t i = 0; i < f.batteries.size(); ++i) {
+    auto battery = power->addChild("KelvoSmartBattery", textf("KelvoSmartBattery@%zu", i));
+    if (f.batteries[i]) battery->properties().set("ExternalConnected", Property::boolean(*f.batteries[i]));
+  }
+  if (f.bootDisk) {
+    auto media = platform.addChild("IOMedia", *f.bootDisk);
+    media->properties().set("BSD Name", Property::string(*f.bootDisk));
+  }
+}
+
+}  // namespace
+
+SimRegistry::SimRegistry(const SimHost& host) : root_(std::make_shared<SimNode>("IORegistryEntry", "Root")) {
+  auto platform = root_->addChild("IOPlatformDevice", "Platform");
+  aliases_["IODeviceTree:/"] = platform;
+  addHostProbes(*platform, host.facts(), aliases_);
+  for (size_t c = 0; c < host.controllers().size(); ++c) {
+    auto node = platform->addChild("IOThunderboltController", textf("IOThunderboltController@%zu", c));
+    node->controllerIndex = c;
+    TreeBuilder(host.controllers()[c]).build(*node);
+  }
+}
+
+}  // namespace tbt::sim

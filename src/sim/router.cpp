@@ -1,0 +1,125 @@
+#include "sim/router.h"
+
+#include <algorithm>
+
+#include "sim/register_fields.h"
+
+#include <nlohmann/json.hpp>
+
+namespace tbt::sim {
+
+Router::Router(size_t controllerIndex, uint64_t route, const nlohmann::json& description)
+    : controller_(controllerIndex), route_(route), description_(std::make_unique<nlohmann::json>(description)) {}
+
+Router::~Router() = default;
+
+unsigned Router::depth() const {
+  unsigned d = 0;
+  for (uint64_t r = route_; r != 0; r >>= 8) ++d;
+  return d;
+}
+
+uint32_t Router::upstreamPort() const {
+  return kUpstreamPortField.get(peek(0, kDeviceSpace, kRouterConfigDword));
+}
+
+bool Router::hasPort(uint32_t port) const { return std::binary_search(ports_.begin(), ports_.end(), port); }
+
+void Router::addPort(uint32_t port) {
+  auto it = std::lower_bound(ports_.begin(), ports_.end(), port);
+  if (it == ports_.end() || *it != port) ports_.insert(it, port);
+}
+
+uint32_t Router::peek(uint32_t port, uint32_t space, uint32_t index) const {
+  const DwordStore* s = store(port, space);
+  return s ? s->read(index) : 0;
+}
+
+void Router::poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
+  spaces_[{port, space}].write(index, value);
+}
+
+const DwordStore* Router::store(uint32_t port, uint32_t space) const {
+  auto it = spaces_.find({port, space});
+  return it == spaces_.end() ? nullptr : &it->second;
+}
+
+Status Router::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
+  for (auto it = models_.rbegin(); it != models_.rend(); ++it)
+    if ((*it)->handles(port, space, index)) return (*it)->read(port, space, index, value);
+  value = peek(port, space, index);
+  return status::kSuccess;
+}
+
+Status Router::write(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
+  for (auto it = models_.rbegin(); it != models_.rend(); ++it)
+    if ((*it)->handles(port, space, index)) return (*it)->write(port, space, index, value);
+  poke(port, space, index, value);
+  return status::kSuccess;
+}
+
+void Router::attachModel(std::shared_ptr<RegisterModel> model) { models_.push_back(std::move(model)); }
+
+IecsDeviceModel* Router::iecsDevice(uint32_t bus, uint32_t device) const {
+  auto it = iecs_.find({bus, device});
+  return it == iecs_.end() ? nullptr : it->second.device.get();
+}
+
+IecsRegisterFile* Router::iecsRegisterFile(uint32_t bus, uint32_t device) const {
+  auto it = iecs_.find({bus, device});
+  return it == iecs_.end() ? nullptr : it->second.file.get();
+}
+
+void Router::attachIecsDevice(uint32_t bus, uint32_t device, std::shared_ptr<IecsDeviceModel> model) {
+  iecs_[{bus, device}].device = std::move(model);
+}
+
+IecsRegisterFile& Router::ensureIecsRegisterFile(uint32_t bus, uint32_t device) {
+  Iecs& slot = iecs_[{bus, device}];
+  if (!slot.file) {
+    slot.file = std::make_shared<IecsRegisterFile>();
+    if (!slot.device) slot.device = slot.file;
+  }
+  return *slot.file;
+}
+
+std::vector<std::pair<uint32_t, uint32_t>> Router::iecsRegisterFiles() const {
+  std::vector<std::pair<uint32_t, uint32_t>> out;
+  for (const auto& [key, slot] : iecs_)
+    if (slot.file) out.push_back(key);
+  return out;
+}
+
+I2cDeviceModel* Router::i2cDevice(uint32_t address) const {
+  auto it = i2c_.find(address);
+  return it == i2c_.end() ? nullptr : it->second.device.get();
+}
+
+I2cRegisterFile* Router::i2cRegisterFile(uint32_t address) const {
+  auto it = i2c_.find(address);
+  return it == i2c_.end() ? nullptr : it->second.file.get();
+}
+
+void Router::attachI2cDevice(uint32_t address, std::shared_ptr<I2cDeviceModel> model) {
+  i2c_[address].device = std::move(model);
+}
+
+I2cRegisterFile& Router::ensureI2cRegisterFile(uint32_t address) {
+  I2c& slot = i2c_[address];
+  if (!slot.file) {
+    slot.file = std::make_shared<I2cRegisterFile>();
+    if (!slot.device) slot.device = slot.file;
+  }
+  return *slot.file;
+}
+
+std::vector<uint32_t> Router::i2cRegisterFiles() const {
+  std::vector<uint32_t> out;
+  for (const auto& [address, slot] : i2c_)
+    if (slot.file) out.push_back(address);
+  return out;
+}
+
+const nlohmann::json& Router::description() const { return *description_; }
+
+}  // namespace tbt::sim

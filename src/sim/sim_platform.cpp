@@ -1,0 +1,90 @@
+#include "sim/sim_platform.h"
+
+#include <fstream>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+#include "host_loader.h"
+#include "sim/sim_parts.h"
+#include "sim/sim_registry.h"
+
+#if __has_include("platform/plist.h")
+#include "platform/plist.h"
+#define TBT_SIM_HAVE_PLIST 1
+#endif
+
+namespace tbt::sim {
+
+SimPlatform::SimPlatform(std::unique_ptr<SimHost> host)
+    : host_(std::move(host)),
+      registry_(std::make_unique<SimRegistry>(*host_)),
+      driver_(std::make_unique<SimControllerDriver>(*host_)),
+      services_(std::make_unique<SimHostServices>(*host_)) {}
+
+SimPlatform::~SimPlatform() = default;
+
+Registry& SimPlatform::registry() { return *registry_; }
+ControllerDriver& SimPlatform::controllerDriver() { return *driver_; }
+HostServices& SimPlatform::host() { return *services_; }
+
+std::optional<PropertyDict> SimHostServices::readPropertyList(const std::string& path) {
+#ifdef TBT_SIM_HAVE_PLIST
+  return readPropertyListFile(path);
+#else
+  // TODO: answer with the property-list reader once platform/plist.h exists.
+  (void)path;
+  return std::nullopt;
+#endif
+}
+
+std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error) {
+  std::string message;
+  try {
+    nlohmann::json doc;
+    try {
+      doc = nlohmann::json::parse(json.begin(), json.end());
+    } catch (const nlohmann::json::parse_error& e) {
+      // The library's text starts with its own "[json.exception...] " tag.
+      std::string what = e.what();
+      auto tag = what.find("] ");
+      message = "not valid JSON: " + (tag == std::string::npos ? what : what.substr(tag + 2));
+    }
+    if (message.empty()) {
+      JsonReader in;
+      auto machine = loadMachine(doc, in);
+      if (machine) {
+        runModelFactories(*machine);
+        return std::make_unique<SimPlatform>(std::move(machine));
+      }
+      message = in.error();
+    }
+  } catch (const std::exception& e) {
+    message = std::string("cannot load the host: ") + e.what();
+  }
+  if (error) *error = message;
+  return nullptr;
+}
+
+std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* error) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  if (file) text << file.rdbuf();
+  if (!file || file.bad()) {
+    if (error) *error = path + ": cannot read the file";
+    return nullptr;
+  }
+  std::string why;
+  auto platform = loadHost(text.str(), &why);
+  if (!platform && error) *error = path + ": " + why;
+  return platform;
+}
+
+std::unique_ptr<SimPlatform> loadDefaultHost(std::string* error) {
+  std::string why;
+  auto platform = loadHost(defaultHostJson(), &why);
+  if (!platform && error) *error = "embedded default host: " + why;
+  return platform;
+}
+
+}  // namespace tbt::sim
