@@ -22,12 +22,14 @@ inline constexpr std::string_view kFaultIecsWrite = "iecs-write";
 /// the first `skip` pass untouched, then `times` fail (times < 0: every later
 /// one fails; this is also what a host file means when it leaves "times" out).
 struct Fault {
-  std::string op;
-  std::optional<size_t> controller;
-  std::optional<uint64_t> route;
-  std::optional<uint32_t> port, space, index;  // configuration accesses
-  std::optional<uint32_t> bus, device;         // IECS accesses
-  std::optional<uint32_t> address;             // I2C address, or a model's own address
+  // Every field has a default, so that a designated initializer may name
+  // only the fields it sets.
+  std::string op = {};
+  std::optional<size_t> controller = {};
+  std::optional<uint64_t> route = {};
+  std::optional<uint32_t> port = {}, space = {}, index = {};  // configuration accesses (IECS: index = offset)
+  std::optional<uint32_t> bus = {}, device = {};              // IECS accesses
+  std::optional<uint32_t> address = {};                       // I2C address, or a model's own address
   Status status = status::kTimeout;
   uint64_t skip = 0;
   int64_t times = -1;
@@ -38,10 +40,10 @@ struct Fault {
 
 /// One access as a fault sees it.
 struct FaultQuery {
-  std::string_view op;
+  std::string_view op = {};
   size_t controller = 0;
   uint64_t route = 0;
-  std::optional<uint32_t> port, space, index, bus, device, address;
+  std::optional<uint32_t> port = {}, space = {}, index = {}, bus = {}, device = {}, address = {};
 };
 
 /// True when fault's address fields all agree with the query (op included).

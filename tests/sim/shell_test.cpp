@@ -1,0 +1,72 @@
+// The simulated shell, its variable store and the recorded log and output.
+#include <gtest/gtest.h>
+
+#include "sim/sim_platform.h"
+
+namespace tbt::sim {
+namespace {
+
+std::unique_ptr<SimPlatform> loadEmpty() { return loadHost(R"({"nvram": {"old": "%01x"}})", nullptr); }
+
+struct NvramCase {
+  const char* command;
+  const char* stored;  // the value's bytes
+};
+
+class NvramSet : public testing::TestWithParam<NvramCase> {};
+
+TEST_P(NvramSet, PercentNotation) {
+  auto p = loadEmpty();
+  EXPECT_EQ(p->host().shell(GetParam().command), 0);
+  EXPECT_EQ(p->sim().nvram().at("v"), GetParam().stored);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, NvramSet,
+                         testing::Values(NvramCase{"nvram v=%04", "\x04"}, NvramCase{"nvram v=%41%42c", "ABc"},
+                                         NvramCase{"nvram v=%%", "%%"}, NvramCase{"nvram v=100%", "100%"},
+                                         NvramCase{"nvram v=%4g", "%4g"}, NvramCase{"nvram v=\"a b\"", "a b"},
+                                         NvramCase{"nvram v=", ""}));
+
+TEST(Shell, NvramPrintDeleteAndErrors) {
+  auto p = loadEmpty();
+  SimHost& hw = p->sim();
+  EXPECT_EQ(hw.nvram().at("old"), "\x01x");
+  EXPECT_EQ(p->host().shell("nvram old"), 0);
+  EXPECT_EQ(hw.shellOutput(), "old\t%01x\n");
+  EXPECT_EQ(p->host().shell("nvram -d old"), 0);
+  EXPECT_EQ(p->host().shell("nvram -d old"), 0) << "deleting an absent variable is not an error";
+  EXPECT_TRUE(hw.nvram().empty());
+  EXPECT_EQ(p->host().shell("nvram old"), 1 << 8);
+  EXPECT_EQ(p->host().shell("nvramx"), 127 << 8);
+  EXPECT_EQ(p->host().shell("/usr/bin/true"), 127 << 8);
+  EXPECT_EQ(hw.shellCommands().size(), 6u);
+  EXPECT_EQ(hw.shellCommands()[1], "nvram -d old");
+}
+
+TEST(Shell, RestartBootEntryAndOwnCommands) {
+  auto p = loadEmpty();
+  SimHost& hw = p->sim();
+  EXPECT_FALSE(hw.restartRequested());
+  EXPECT_EQ(p->host().shell("shutdown -r now"), 0);
+  EXPECT_TRUE(hw.restartRequested());
+  EXPECT_EQ(p->host().shell("/usr/sbin/bless -mount / -firmware \"x.efi\""), 0);
+  EXPECT_EQ(hw.scheduledBootEntry(), "/usr/sbin/bless -mount / -firmware \"x.efi\"");
+  // A more specific prefix wins over a shorter one.
+  hw.registerShellCommand("nvram -d", [](SimHost&, const std::string&) { return 3 << 8; });
+  EXPECT_EQ(p->host().shell("nvram -d x"), 3 << 8);
+  EXPECT_EQ(p->host().shell("nvram x=1"), 0);
+}
+
+TEST(Shell, LogAndPrintAreRecordedWithoutEcho) {
+  auto p = loadEmpty();
+  p->host().log("Found EXDP at route 0x1\n");
+  p->host().log("second");
+  p->host().print("progress ");
+  p->host().print("done\n");
+  EXPECT_EQ(p->sim().logLines(), (std::vector<std::string>{"Found EXDP at route 0x1", "second"}));
+  EXPECT_EQ(p->sim().printed(), "progress done\n");
+  EXPECT_EQ(p->sim().logIdent(), "updatechecker");
+}
+
+}  // namespace
+}  // namespace tbt::sim
