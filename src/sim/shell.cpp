@@ -1,10 +1,11 @@
 // The simulated host's shell: every command line is recorded, then handed to
 // the handler registered for its longest matching leading word(s). The
-// standard handlers model the firmware-variable tool, the restart command and
-// the boot-selection command.
+// standard handlers model the firmware-variable tool and the restart command;
+// models add more (the boot-selection command, for one).
 #include <cctype>
 
 #include "platform/text.h"
+#include "sim/boot_selection.h"
 #include "sim/sim_host.h"
 
 namespace tbt::sim {
@@ -13,38 +14,6 @@ namespace {
 
 constexpr int kExitUsage = 1 << 8;
 constexpr int kExitNotFound = 127 << 8;  // what a shell returns when it cannot find the command
-
-/// Splits a command line into words the way a POSIX shell does for plain
-/// words, single and double quotes and backslash escapes (no expansions).
-std::vector<std::string> splitWords(const std::string& line) {
-  std::vector<std::string> words;
-  std::string word;
-  bool inWord = false;
-  char quote = 0;
-  for (size_t i = 0; i < line.size(); ++i) {
-    char c = line[i];
-    if (quote) {
-      if (c == quote) quote = 0;
-      else if (c == '\\' && quote == '"' && i + 1 < line.size()) word += line[++i];
-      else word += c;
-    } else if (c == '\'' || c == '"') {
-      quote = c;
-      inWord = true;
-    } else if (c == '\\' && i + 1 < line.size()) {
-      word += line[++i];
-      inWord = true;
-    } else if (std::isspace(static_cast<unsigned char>(c))) {
-      if (inWord) words.push_back(std::move(word));
-      word.clear();
-      inWord = false;
-    } else {
-      word += c;
-      inWord = true;
-    }
-  }
-  if (inWord) words.push_back(std::move(word));
-  return words;
-}
 
 int hexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -65,7 +34,7 @@ std::string escapeValue(const std::string& value) {
 }
 
 int nvramCommand(SimHost& host, const std::string& command) {
-  auto words = splitWords(command);
+  auto words = splitShellWords(command).words;
   auto& store = host.nvram();
   if (words.size() < 2) {
     host.shellPrint("usage: nvram [-p] [-d name] [name[=value] ...]\n");
@@ -99,18 +68,13 @@ int nvramCommand(SimHost& host, const std::string& command) {
 }
 
 int shutdownCommand(SimHost& host, const std::string& command) {
-  auto words = splitWords(command);
+  auto words = splitShellWords(command).words;
   if (words.size() == 3 && words[1] == "-r" && words[2] == "now") {
     host.requestRestart();
     return 0;
   }
   host.shellPrint("usage: shutdown -r now\n");
   return kExitUsage;
-}
-
-int blessCommand(SimHost& host, const std::string& command) {
-  host.setScheduledBootEntry(command);
-  return 0;
 }
 
 bool startsWithWord(const std::string& line, const std::string& prefix) {
@@ -141,7 +105,6 @@ std::string encodeNvramValue(std::string_view value) { return escapeValue(std::s
 void SimHost::installStandardShellCommands() {
   registerShellCommand("nvram", nvramCommand);
   registerShellCommand("shutdown", shutdownCommand);
-  registerShellCommand("/usr/sbin/bless", blessCommand);
 }
 
 void SimHost::registerShellCommand(std::string prefix, ShellHandler handler) {
