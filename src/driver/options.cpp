@@ -24,6 +24,7 @@ EntryOptions parseEntryOptions(int argc, char** argv) {
       {"verbose", no_argument, nullptr, 'V'},   {nullptr, 0, nullptr, 0},
   };
   EntryOptions options;
+  resetDriverFlags();  // the flags are this command line's, whatever ran before
   DriverFlags& flags = driverFlags();
   optind = 0;  // restart the parser's scan, also when called again in one process
   opterr = 1;

@@ -30,7 +30,8 @@ struct EntryOptions {
 inline constexpr double kUpdateCheckerVersion = 57.0;
 
 /// Parses the options of argv in command-line order with the standard
-/// long-option parser, setting the process-wide flags as it goes; -v prints
+/// long-option parser, setting the process-wide flags (from their defaults)
+/// as it goes; -v prints
 /// the version line. Unknown options get the parser's own diagnostic and are
 /// otherwise ignored.
 /// argc, argv: the program's arguments; the parser may reorder argv so that
