@@ -1,0 +1,235 @@
+#include "cli/tbkit_main.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <iostream>
+#include <optional>
+#include <unistd.h>
+
+#include "cli/drom_commands.h"
+#include "cli/host_choice.h"
+#include "platform/text.h"
+
+namespace tbt::cli {
+namespace {
+
+constexpr const char* kProgram = "tbkit";
+
+// Every command family of the program, in the order help lists them.
+const CommandFamily* const kFamilies[] = {
+    &dromFamily(),
+};
+
+const OptionSpec kCommonOptions[] = {
+    {.name = "help", .shortName = 'h', .help = "show this help and exit"},
+    {.name = "verbose", .shortName = 'v', .help = "also show progress lines, and log lines on the error stream"},
+};
+
+const OptionSpec kHostOption = {.name = "host",
+                                .valueName = "sim|sim:FILE",
+                                .help = "the host: the built-in simulated host or one described by FILE "
+                                        "(default: $TBT_HOST)"};
+
+std::vector<OptionSpec> optionsOf(const Command& command) {
+  std::vector<OptionSpec> options(command.options.begin(), command.options.end());
+  if (command.needsHost) options.push_back(kHostOption);
+  options.insert(options.end(), std::begin(kCommonOptions), std::end(kCommonOptions));
+  return options;
+}
+
+bool asksForHelp(std::span<const std::string> args) {
+  for (const std::string& arg : args) {
+    if (arg == "--") return false;
+    if (arg == "--help" || arg == "-h") return true;
+  }
+  return false;
+}
+
+void printProgramHelp(std::ostream& out) {
+  out << "usage: tbkit FAMILY COMMAND [options] [operands]\n"
+         "Thunderbolt diagnostics: every toolkit operation from the command line.\n\n"
+         "command families:\n";
+  for (const CommandFamily* family : kFamilies) out << textf("  %-10s %s\n", family->name, family->summary);
+  out << "\n'tbkit FAMILY --help' lists a family's commands; every command takes --help.\n";
+}
+
+void printFamilyHelp(const CommandFamily& family, std::ostream& out) {
+  out << textf("usage: tbkit %s COMMAND [options] [operands]\n%s\n\ncommands:\n", family.name, family.summary);
+  for (const Command& command : family.commands) out << textf("  %-10s %s\n", command.name, command.summary);
+}
+
+void printCommandHelp(const CommandFamily& family, const Command& command, std::ostream& out) {
+  out << textf("usage: tbkit %s %s [options]%s%s\n%s\n", family.name, command.name, *command.operands ? " " : "",
+               command.operands, command.summary);
+  if (*command.details) out << "\n" << command.details;
+  std::vector<OptionSpec> options = optionsOf(command);
+  out << "\noptions:\n" << optionsHelp(options);
+}
+
+const CommandFamily* findFamily(std::string_view name) {
+  for (const CommandFamily* family : kFamilies)
+    if (name == family->name) return family;
+  return nullptr;
+}
+
+const Command* findCommand(const CommandFamily& family, std::string_view name) {
+  for (const Command& command : family.commands)
+    if (name == command.name) return &command;
+  return nullptr;
+}
+
+// Takes --host out of args, loads the host it names and installs it for the
+// command's run; the previous platform comes back when the guard ends.
+class HostGuard {
+ public:
+  std::string install(std::vector<std::string>& args) {
+    std::vector<char*> raw{const_cast<char*>(kProgram)};
+    for (std::string& arg : args) raw.push_back(arg.data());
+    std::string error;
+    std::optional<ChosenHost> chosen = chooseHost(raw, &error);
+    if (!chosen) return error;
+    args.assign(raw.begin() + 1, raw.end());
+    previous_ = installPlatform(std::move(chosen->platform));
+    installed_ = true;
+    return std::string();
+  }
+  ~HostGuard() {
+    if (installed_) installPlatform(std::move(previous_));
+  }
+
+ private:
+  std::unique_ptr<Platform> previous_;
+  bool installed_ = false;
+};
+
+int runCommand(const CommandFamily& family, const Command& command, std::vector<std::string> args, std::ostream& out,
+               std::ostream& err) {
+  const std::string name = textf("%s %s %s", kProgram, family.name, command.name);
+  if (asksForHelp(args)) {
+    printCommandHelp(family, command, out);
+    return kExitSuccess;
+  }
+  HostGuard host;
+  if (command.needsHost) {
+    std::string error = host.install(args);
+    if (!error.empty()) {
+      err << name << ": " << error << "\n";
+      return kHostChoiceFailed;
+    }
+  }
+  ParsedArgs parsed;
+  std::vector<OptionSpec> options = optionsOf(command);
+  CommandContext context(name, parsed, out, err);
+  std::string error = parseArgs(args, options, parsed);
+  if (!error.empty()) return context.usageError(error);
+  const size_t operands = parsed.operands().size();
+  if (operands < command.minOperands) return context.usageError(textf("missing %s", command.operands));
+  if (operands > command.maxOperands)
+    return context.usageError(textf("unexpected operand '%s'", parsed.operands()[command.maxOperands].c_str()));
+  return command.run(context);
+}
+
+}  // namespace
+
+bool CommandContext::number(std::string_view option, uint64_t maxValue, uint64_t& value) {
+  const std::string* text = args_.value(option);
+  if (text == nullptr) return true;
+  std::string error = parseNumber(*text, maxValue, value);
+  if (error.empty()) return true;
+  usageError(textf("--%.*s: %s", static_cast<int>(option.size()), option.data(), error.c_str()));
+  return false;
+}
+
+int CommandContext::usageError(const std::string& why) {
+  err_ << name_ << ": " << why << " (see --help)\n";
+  return kExitUsage;
+}
+
+int CommandContext::failure(const std::string& why) {
+  err_ << name_ << ": " << why << "\n";
+  return kExitFailure;
+}
+
+int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream& err) {
+  if (args.empty()) {
+    err << kProgram << ": missing command family (see tbkit --help)\n";
+    return kExitUsage;
+  }
+  if (args[0] == "--help" || args[0] == "-h") {
+    printProgramHelp(out);
+    return kExitSuccess;
+  }
+  const CommandFamily* family = findFamily(args[0]);
+  if (family == nullptr) {
+    err << kProgram << ": unknown command family '" << args[0] << "' (see tbkit --help)\n";
+    return kExitUsage;
+  }
+  if (args.size() < 2) {
+    err << kProgram << " " << family->name << ": missing command (see tbkit " << family->name << " --help)\n";
+    return kExitUsage;
+  }
+  if (args[1] == "--help" || args[1] == "-h") {
+    printFamilyHelp(*family, out);
+    return kExitSuccess;
+  }
+  const Command* command = findCommand(*family, args[1]);
+  if (command == nullptr) {
+    err << kProgram << " " << family->name << ": unknown command '" << args[1] << "' (see tbkit " << family->name
+        << " --help)\n";
+    return kExitUsage;
+  }
+  return runCommand(*family, *command, std::vector<std::string>(args.begin() + 2, args.end()), out, err);
+}
+
+int tbkitMain(int argc, char** argv) {
+  std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
+  return runTbkit(args, std::cout, std::cerr);
+}
+
+std::string readFileBytes(const std::string& path, size_t maxSize, std::vector<uint8_t>& bytes) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) return textf("cannot read %s: %s", path.c_str(), std::strerror(errno));
+  std::vector<uint8_t> data;
+  uint8_t chunk[4096];
+  size_t got = 0;
+  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0 && data.size() <= maxSize)
+    data.insert(data.end(), chunk, chunk + got);
+  const bool failed = std::ferror(file) != 0;
+  std::fclose(file);
+  if (failed) return textf("cannot read %s", path.c_str());
+  if (data.size() > maxSize) return textf("%s is larger than %zu bytes", path.c_str(), maxSize);
+  bytes = std::move(data);
+  return std::string();
+}
+
+std::string writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes) {
+  std::string temporary = path + ".tmp-XXXXXX";
+  int fd = ::mkstemp(temporary.data());
+  if (fd < 0) return textf("cannot write %s: %s", path.c_str(), std::strerror(errno));
+  // mkstemp creates the file for its owner only; give it the usual mode.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(fd, 0666 & ~mask);
+  size_t written = 0;
+  while (written < bytes.size()) {
+    ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    written += static_cast<size_t>(n);
+  }
+  int reason = errno;
+  const bool complete = written == bytes.size() && ::fsync(fd) == 0;
+  if (!complete) reason = errno;
+  ::close(fd);
+  if (!complete || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    if (complete) reason = errno;
+    ::unlink(temporary.c_str());
+    return textf("cannot write %s: %s", path.c_str(), std::strerror(reason));
+  }
+  return std::string();
+}
+
+}  // namespace tbt::cli
