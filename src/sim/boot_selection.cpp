@@ -43,16 +43,20 @@ struct Splitter {
   ShellWords out;
   std::string word;
   bool inWord = false;
+  size_t expansionEnd = 0;  // characters before this belong to a noted expansion
 
   void endWord() {
     if (inWord) out.words.push_back(std::move(word));
     word.clear();
     inWord = false;
   }
-  // Notes an expansion at i; the characters stay in the word.
+  // Notes an expansion starting at i; its characters stay in the word.
   void noteExpansion(size_t i) {
+    if (i < expansionEnd) return;
     std::string_view e = expansionAt(line, i);
-    if (!e.empty()) out.expansions.emplace_back(e);
+    if (e.empty()) return;
+    out.expansions.emplace_back(e);
+    expansionEnd = i + e.size();
   }
   // One character outside quotes; returns the index of the last one used.
   size_t plain(size_t i) {
@@ -100,7 +104,7 @@ const HostModelRegistration kBootSelection("boot-selection", [](SimHost& host) {
 }  // namespace
 
 ShellWords splitShellWords(std::string_view line) {
-  Splitter s{line, {}, {}, false};
+  Splitter s{line, {}, {}, false, 0};
   char quote = 0;
   for (size_t i = 0; i < line.size(); ++i) {
     const char c = line[i];

@@ -1,0 +1,149 @@
+// Every result code of the update check and of backflash, each produced on a
+// variation of the default host, with the log line that explains it.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/display_host.h"
+
+namespace tbt::test {
+namespace {
+
+using nlohmann::json;
+using Edit = std::function<void(json&)>;
+
+struct ResultCase {
+  const char* name;
+  Edit edit;
+  std::vector<std::string> args;
+  int exitStatus;
+  std::string line;  // a log line the run must write
+};
+
+void validHeaders(json& h) { setUidHeader(h, 0x301, kFarRegistryUid); }
+void upToDate(json& h) {
+  for (uint64_t route : {0x1, 0x301}) {
+    json& display = routerOf(h, route);
+    display["registry"]["ROM Version"] = "0x27";
+    for (const char* port : {"1", "3"}) display["ports"][port]["registry"]["Micro Version"] = "0x20007";
+  }
+}
+void earlyHostController(json& h) { routerOf(h, 0x0)["registry"]["Device ID"] = "0x1513"; }
+json& hostPort(json& h, int port) { return routerOf(h, 0x0)["ports"][std::to_string(port)]; }
+
+const ResultCase kCases[] = {
+    {"Ready", nullptr, {}, 0, "Success"},
+    {"Scheduled", nullptr, {"-a"}, 0, "Will update route 301 (depth 2) with UID 0001001a731ff1d0"},
+    {"UpToDate", [](json& h) { validHeaders(h), upToDate(h); }, {}, 1, "Route 301 is up to date"},
+    {"OnlyUidRepaired", upToDate, {}, 13, "UID was recovered"},
+    {"LidClosed", [](json& h) { h["lid-closed"] = true; }, {}, 2, "Cannot update because of error 0x2"},
+    {"OnBattery", [](json& h) { h["batteries"] = {{{"external-connected", false}}}; }, {}, 3,
+     "Cannot update because of error 0x3"},
+    {"NoDisplay", [](json& h) { removeRouter(h, 0x1); }, {}, 4, "Cannot update because of error 0x4"},
+    {"ThirdDirect", [](json& h) { addDisplay(h, 0x3, 0x33); }, {}, 5, "Directly connected, but too many found."},
+    {"ThirdChained", [](json& h) { addDisplay(h, 0x401, 0x33); }, {}, 5,
+     "Not directly connected. Parent *is* EXDP, but too many found."},
+    {"ParentNotDisplay", [](json& h) { routerOf(h, 0x1)["registry"]["Device Model ID"] = "0x8003"; }, {}, 6,
+     "Not directly connected and parent not EXDP"},
+    {"TooDeep", [](json& h) { addDisplay(h, 0x40301, 0x44); }, {}, 6, "Error 0x6 occurred with route 40301"},
+    {"NonTethered", [](json& h) { validHeaders(h), setUpstreamPort(h, 0x301, 3); }, {}, 7,
+     "EXDP connected via non-tethered (Upstream Port # = 3)"},
+    {"SecondaryLink", [](json& h) { validHeaders(h), setUpstreamPort(h, 0x301, 2); }, {}, 8,
+     "EXDP connected via secondary link (Upstream Port # = 2)"},
+    {"Em1NotHostConnect", [](json& h) { routerOf(h, 0x1)["iecs"]["36/0"]["36"] = "00"; }, {}, 8,
+     "EM1 not in host-connect mode"},
+    {"Em3HostConnect", [](json& h) { routerOf(h, 0x301)["iecs"]["42/0"]["36"] = "01"; }, {}, 8,
+     "EM3 in host-connect mode"},
+    {"MicroUnreadable", [](json& h) { routerOf(h, 0x1)["iecs"].erase("42/0"); }, {}, 132,
+     "Could not read micro at 0x2a."},
+    {"HostRomTooOld",
+     [](json& h) { h["board-id"] = "Brd-6A1C0D33E9B21F47", routerOf(h, 0x0)["registry"]["ROM Version"] = "0x24"; },
+     {}, 9, "0x15eb Host ROM Version = 24.8"},
+    {"LaterHostRevisionTooOld",
+     [](json& h) { routerOf(h, 0x0)["registry"] = {{"UID", "0x10"}, {"Device ID", "0x1547"},
+                                                    {"ROM Version", "0x23"}, {"EEPROM Revision", 3}}; },
+     {}, 9, "0x1547 Host ROM Version = 23.3"},
+    {"HostMicroTooOld", [](json& h) { earlyHostController(h), hostPort(h, 1)["registry"]["Micro Version"] = "0x20102"; },
+     {}, 9, "Cannot update because of error 0x9"},
+    {"NoHostMicro", [](json& h) { earlyHostController(h), hostPort(h, 1)["registry"].erase("Micro Version"); }, {},
+     137, "Cannot update because of error 0x89"},
+    {"NoHostLanePort",
+     [](json& h) {
+       earlyHostController(h);
+       for (int p = 1; p <= 4; ++p) hostPort(h, p)["registry"]["Adapter Type"] = 0x0e0101;
+     },
+     {}, 136, "Cannot update because of error 0x88"},
+    {"BootFirmwareTooOld", [](json& h) { h["rom"]["version"] = "A.B.0116.B06"; }, {}, 11, "Host EFI: 0116.B06"},
+    {"EngineeringBootFirmware", [](json& h) { h["rom"]["version"] = "A.B.ENGR.A00"; }, {}, 0, "Host EFI: ENGR.A00"},
+    {"BootFirmwareOtherMaker", [](json& h) { h["rom"]["vendor"] = "Other Inc."; }, {}, 138,
+     "Cannot update because of error 0x8a"},
+    {"RouteZero",
+     [](json& h) {
+       // The chained display reports route 0, so its handle reaches the host
+       // router, which then needs a UID header of its own.
+       validHeaders(h);
+       json& host = routerOf(h, 0x0);
+       host["device-space"]["1"] = "0x06014040";
+       host["device-space"]["0x40"] = "0x10010500";
+       host["device-space"]["0x4c"] = "0x100";
+       host["eeprom"] = {{"bytes", {{"0x100", uidHeaderHex(kFarRegistryUid)}}}};
+       routerOf(h, 0x301)["registry"]["Route String"] = 0;
+     },
+     {}, 134, "Error 0x86 occurred with route 0"},
+    {"RepairRefused", nullptr, {"-u"}, 139, "Could not recover UID (0xe00002c9)"},
+    {"RepairNotTethered", [](json& h) { setUpstreamPort(h, 0x301, 3); }, {}, 139, "Could not recover UID (0x7)"},
+    // Backflash.
+    {"Backflash", nullptr, {"-b", "/fw/u.efi", "/fw/p0.bin", "/fw/p1.bin"}, 0, "Success"},
+    {"BackflashOnBattery", [](json& h) { h["batteries"] = {{{"external-connected", false}}}; },
+     {"-b", "u", "p0", "p1"}, 3, "Cannot update because of error 0x3"},
+    {"BackflashNoDisplay", [](json& h) { removeRouter(h, 0x1); }, {"-b", "u", "p0"}, 4,
+     "Cannot update because of error 0x4"},
+    {"BackflashRouteZero", [](json& h) { routerOf(h, 0x1)["registry"]["Route String"] = 0; }, {"-b", "u", "p0"},
+     134, "Cannot update because of error 0x86"},
+    {"BackflashNotAscii", nullptr, {"-b", "/fw/\xc3\xa9.efi", "p0", "p1"}, 1,
+     "Could not get command string for '/usr/sbin/bless -mount / -firmware \"/fw/\xc3\xa9.efi\" -payload \"p0\" "
+     "-payload \"p1\" -options \"-o -u 0x0001d15b00a1c302 -ee -f efi-kelvo-payload0-data -sm -f "
+     "efi-kelvo-payload1-data -u 0x0001d15b00a1c301 -ee -f efi-kelvo-payload0-data -sm -f "
+     "efi-kelvo-payload1-data\"'"},
+    {"BackflashOneOperand", nullptr, {"-b", "u"}, 135,
+     "Error: 'Backflash needs at least two operands: the firmware utility and the first payload file.'"},
+};
+
+class ResultCodes : public ::testing::TestWithParam<ResultCase> {};
+
+TEST_P(ResultCodes, ExitStatusAndReason) {
+  json doc = defaultHostDocument();
+  if (GetParam().edit) GetParam().edit(doc);
+  ScopedHost host(doc.dump());
+  EXPECT_EQ(runChecker(GetParam().args), GetParam().exitStatus);
+  EXPECT_TRUE(logged(host.sim(), GetParam().line)) << "missing log line: " << GetParam().line;
+}
+
+INSTANTIATE_TEST_SUITE_P(UpdateChecker, ResultCodes, ::testing::ValuesIn(kCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(ResultCodes, ResourceDirectoryNotAscii) {
+  ScopedHost host(DefaultHost{});
+  EXPECT_EQ(runChecker({"-a"}, "/opt/\xc3\xa9/updatechecker"), 16);
+  EXPECT_TRUE(logged(host.sim(), "Could not get resources path"));
+}
+
+// A failing variable tool stops the scheduling before the boot selection:
+// 16 in the update check, the raw shell status in backflash (whose exit
+// status keeps only its low eight bits).
+TEST(ResultCodes, ShellFailure) {
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"-a"}, {"-b", "u", "p0", "p1"}}) {
+    ScopedHost host(DefaultHost{});
+    host.sim().registerShellCommand("nvram -d", [](sim::SimHost&, const std::string&) { return 1 << 8; });
+    EXPECT_EQ(runChecker(args), args[0] == "-a" ? 16 : 0);
+    EXPECT_FALSE(host.sim().scheduledBootEntry());
+    if (args[0] == "-b") {
+      EXPECT_TRUE(logged(host.sim(), "Error: 'A shell command failed with exit status 1.'"));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tbt::test
