@@ -106,6 +106,83 @@ class ThunderboltUserClientUtils {
   Status findCapabilityAtRoute(uint8_t& outOffset, uint32_t forValue, uint32_t andMask, uint64_t atRoute,
                                uint32_t forPort, uint32_t inSpace);
 
+  // ---- EEPROM bit-bang (eeprom/ee_pins.cpp, eeprom/ee_transactions.cpp) ----
+  // The switch's serial EEPROM is reached through one pin register of its DFT
+  // capability: every operation takes the router handle of the switch and
+  // withDFTOffset, the DFT capability's double-word index in device space (as
+  // getDROMOffsetWithRouterHandle finds it). Each returns 0 or the status of
+  // the first failing step.
+
+  /// Reads the EEPROM pin register into outValue.
+  Status eeRead(uint32_t& outValue, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Writes the whole EEPROM pin register.
+  Status eeWrite(uint32_t value, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Read-modify-write of the pin register: the mask bits are cleared and value
+  /// is ORed in (value is not itself masked). A failed read skips the write.
+  Status eeWriteWithMask(uint32_t value, uint32_t mask, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Waits (about a second at most) for the bit-bang ownership bit to be
+  /// clear, then sets it; exclusive access when another agent keeps it.
+  Status eeBB1forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Clears the bit-bang ownership bit.
+  Status eeBB0forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Raises chip select (deselects the EEPROM).
+  Status eeCS1forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Lowers chip select (selects the EEPROM).
+  Status eeCS0forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Raises the serial clock.
+  Status eeSK1forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Lowers the serial clock.
+  Status eeSK0forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Sets data-in high and clocks it in (one clock pulse).
+  Status eeDI1forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Sets data-in low and clocks it in (one clock pulse).
+  Status eeDI0forRouterHandle(RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Clocks the 8 bits of byte out to the EEPROM, most significant first.
+  Status eeDataWrite(uint8_t byte, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Clocks the 16 bits of address out to the EEPROM, most significant first.
+  Status eeAddressWrite(uint16_t address, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Clocks 8 bits in from the EEPROM's data-out into ioByte, shifting it left
+  /// once per bit (after 8 bits none of its earlier content is left).
+  Status eeDataRead(uint8_t& ioByte, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Sends one instruction as a complete transaction of its own.
+  Status eeCommandWrite(uint8_t instruction, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Reads the byte at address into outByte (unverified).
+  Status eeByteRead(uint8_t& outByte, uint16_t address, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Writes byte at address (unverified), between write enable and disable.
+  Status eeByteWrite(uint8_t byte, uint16_t address, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Reads the EEPROM's status register into outValue and prints it.
+  Status eeReadStatusRegister(uint8_t& outValue, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Writes the EEPROM's status register, between write enable and disable.
+  Status eeWriteStatusRegister(uint8_t value, RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+  /// Reads count bytes from startAddress upward (wrapping at 0xFFFF) into
+  /// buffer, each read twice until both reads agree (10 attempts per byte).
+  /// Not readable when they never agree; bytes before the failing one are in buffer.
+  Status eeMultiByteRead(uint8_t* buffer, uint32_t count, uint16_t startAddress, RouterHandle& forRouterHandle,
+                         uint8_t withDFTOffset);
+  /// Writes count bytes of buffer from startAddress upward (wrapping at 0xFFFF),
+  /// each read back (10 attempts per byte). Not writable when the read-back
+  /// differs, not readable when it fails.
+  Status eeMultiByteWrite(const uint8_t* buffer, uint32_t count, uint16_t startAddress,
+                          RouterHandle& forRouterHandle, uint8_t withDFTOffset);
+
+  // ---- NVM (eeprom/nvm.cpp) ----
+
+  /// Finds the switch's DFT capability and the DROM's byte offset in its
+  /// EEPROM. Both outputs are written only on success; aborted when the
+  /// switch has no DROM (offset 0).
+  Status getDROMOffsetWithRouterHandle(RouterHandle& routerHandle, uint32_t& outDROMOffset, uint8_t& outDFTOffset);
+  /// One NVM read through the link controller's mailbox at mailboxBase (a
+  /// double-word index of device space): dwordCount (at most 16) double words
+  /// from NVM byte offset nvmOffset (dword-aligned, first 64 KiB) into outDwords.
+  /// Unsupported on controllers without the mailbox; not readable when the
+  /// controller reports an error; not responding when it never completes.
+  Status nvmReadLCTunneled(RouterHandle& routerHandle, uint32_t nvmOffset, uint32_t dwordCount, uint32_t* outDwords,
+                           uint32_t mailboxBase);
+  /// Reads size bytes of the switch's NVM from startAddress into buffer
+  /// through the link-controller mailbox, or from its EEPROM when the switch
+  /// has no link-controller capability.
+  Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle);
+
  private:
   bool relativeAddressing_ = false;
 };

@@ -1,0 +1,21 @@
+#pragma once
+// The capability chain of a router's device space as the hardware lays it
+// out, walked over the stored double words (models bypassed) the way host
+// software walks it, so that a model sits where software will look for it.
+#include <cstdint>
+#include <optional>
+
+#include "sim/router.h"
+
+namespace tbt::sim {
+
+/// The double-word index of the first device-space capability of router
+/// whose header, masked with mask, equals value; nullopt when the chain holds
+/// none. The first pointer is DW1 bits 7..0, each header's next pointer its
+/// bits 7..0; a header with neither next pointer nor vendor length (bits
+/// 31..24) keeps its pointer in the following double word, of which the low
+/// byte is followed. The walk ends at a zero pointer, at a capability that
+/// points to itself, or after 256 steps (a looping chain).
+std::optional<uint32_t> findDeviceCapability(const Router& router, uint32_t value, uint32_t mask);
+
+}  // namespace tbt::sim

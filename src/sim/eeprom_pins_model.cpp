@@ -1,0 +1,77 @@
+#include "sim/eeprom_pins_model.h"
+
+#include "sim/capability_chain.h"
+#include "sim/register_fields.h"
+#include "sim/sim_host.h"
+
+namespace tbt::sim {
+namespace {
+
+constexpr uint32_t kDftCapability = 0x010500;
+constexpr uint32_t kCapabilityMask = 0xFFFF00;
+constexpr uint32_t kPinRegisterOffset = 4;
+
+constexpr BitField kClock{0, 0};
+constexpr BitField kChipSelect{1, 1};
+constexpr BitField kDataIn{2, 2};
+constexpr BitField kDataOut{3, 3};
+constexpr BitField kOwner{4, 4};
+
+void attach(SimHost& host, Router& router) {
+  if (!router.eeprom()) return;
+  std::optional<uint32_t> dft = findDeviceCapability(router, kDftCapability, kCapabilityMask);
+  if (!dft) return;
+  router.attachModel(std::make_shared<EepromPinsModel>(host, router, *dft + kPinRegisterOffset, *router.eeprom()));
+}
+
+const RouterModelRegistration registration("eeprom-pins", attach);
+const FaultOpRegistration ownerHeld{std::string(kFaultEepromOwnerHeld)};
+const FaultOpRegistration dataOutFlip{std::string(kFaultEepromDataOutFlip)};
+
+}  // namespace
+
+EepromPinsModel::EepromPinsModel(SimHost& host, Router& router, uint32_t pinRegister, ByteMemory& memory)
+    : host_(host),
+      router_(router),
+      pinRegister_(pinRegister),
+      eeprom_(memory, [this](std::optional<uint32_t> address, unsigned bit) {
+        return host_
+            .checkFault({.op = kFaultEepromDataOutFlip,
+                         .controller = router_.controllerIndex(),
+                         .route = router_.route(),
+                         .index = bit,
+                         .address = address})
+            .has_value();
+      }) {}
+
+bool EepromPinsModel::handles(uint32_t port, uint32_t space, uint32_t index) const {
+  return port == 0 && space == kDeviceSpace && index == pinRegister_;
+}
+
+Status EepromPinsModel::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
+  value = kDataOut.set(router_.peek(port, space, index), eeprom_.dataOut());
+  const FaultQuery held{.op = kFaultEepromOwnerHeld,
+                        .controller = router_.controllerIndex(),
+                        .route = router_.route(),
+                        .port = port,
+                        .space = space,
+                        .index = index};
+  if (host_.checkFault(held)) value = kOwner.set(value, 1);
+  return status::kSuccess;
+}
+
+Status EepromPinsModel::write(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
+  router_.poke(port, space, index, kDataOut.set(value, 0));
+  // Without BB the host's wires do not reach the EEPROM.
+  const bool owned = kOwner.get(value) != 0;
+  eeprom_.setWires(owned && kChipSelect.get(value) == 0, owned && kClock.get(value) != 0, kDataIn.get(value) != 0);
+  return status::kSuccess;
+}
+
+EepromPinsModel* eepromPinsOf(const Router& router) {
+  for (const auto& model : router.models())
+    if (auto* pins = dynamic_cast<EepromPinsModel*>(model.get())) return pins;
+  return nullptr;
+}
+
+}  // namespace tbt::sim
