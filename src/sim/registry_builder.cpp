@@ -41,7 +41,7 @@ class TreeBuilder {
     const Router& r = *host->second;
     hostInterface_ = 0;
     for (uint32_t p : r.ports())
-      if (!hostInterface_ && adapterType(r, p) == kHostInterfaceAdapter) hostInterface_ = p;
+      if (!hostInterface_ && r.adapterType(p) == kHostInterfaceAdapter) hostInterface_ = p;
     std::shared_ptr<SimNode> port;
     if (hostInterface_) {
       port = addPort(controllerNode, r, hostInterface_);
@@ -53,30 +53,25 @@ class TreeBuilder {
   }
 
  private:
-  static uint32_t adapterType(const Router& r, uint32_t port) {
-    return kAdapterTypeField.get(r.peek(port, kPortSpace, kAdapterTypeDword));
-  }
-
-  const Router* childAt(const Router& r, uint32_t port) const {
-    if (port > 0xff) return nullptr;
-    uint64_t route = r.route() | (uint64_t{port} << (8 * r.depth()));
-    auto it = controller_.routers.find(route);
+  const Router* routerAt(std::optional<uint64_t> route) const {
+    auto it = route ? controller_.routers.find(*route) : controller_.routers.end();
     return it == controller_.routers.end() ? nullptr : it->second.get();
   }
+  const Router* childAt(const Router& r, uint32_t port) const { return routerAt(r.childRoute(port)); }
 
   std::shared_ptr<SimNode> addPort(SimNode& parent, const Router& r, uint32_t port) {
     auto node = parent.addChild("IOThunderboltPort", textf("IOThunderboltPort@%u", port));
     auto& props = node->properties();
     props.set("Port Number", Property::number(port));
-    props.set("Adapter Type", Property::number(adapterType(r, port)));
+    props.set("Adapter Type", Property::number(r.adapterType(port)));
     const Router* peer = nullptr;
     uint32_t peerPort = 0;
     if (const Router* child = childAt(r, port)) {
       peer = child;
       peerPort = child->upstreamPort();
     } else if (r.route() != 0 && port == r.upstreamPort()) {
-      peer = parentOf(r);
-      peerPort = static_cast<uint32_t>((r.route() >> (8 * (r.depth() - 1))) & 0xff);
+      peer = routerAt(r.parentRoute());
+      peerPort = r.parentAdapter();
     }
     if (peer) {
       props.set("Peer Port Route String", Property::number(peer->route()));
@@ -84,12 +79,6 @@ class TreeBuilder {
     }
     applyRegistry(*node, portObject(r, port));
     return node;
-  }
-
-  const Router* parentOf(const Router& r) const {
-    uint64_t parent = r.route() & ~(uint64_t{0xff} << (8 * (r.depth() - 1)));
-    auto it = controller_.routers.find(parent);
-    return it == controller_.routers.end() ? nullptr : it->second.get();
   }
 
   void addSwitch(SimNode& upstream, const Router& r) {

@@ -23,6 +23,26 @@ uint32_t Router::upstreamPort() const {
   return kUpstreamPortField.get(peek(0, kDeviceSpace, kRouterConfigDword));
 }
 
+uint64_t Router::parentRoute() const {
+  unsigned d = depth();
+  return d == 0 ? route_ : route_ & ~(uint64_t{0xff} << (8 * (d - 1)));
+}
+
+uint32_t Router::parentAdapter() const {
+  unsigned d = depth();
+  return d == 0 ? 0 : static_cast<uint32_t>((route_ >> (8 * (d - 1))) & 0xff);
+}
+
+std::optional<uint64_t> Router::childRoute(uint32_t port) const {
+  unsigned d = depth();
+  if (d >= 8 || port > 0xff) return std::nullopt;
+  return route_ | (uint64_t{port} << (8 * d));
+}
+
+uint32_t Router::adapterType(uint32_t port) const {
+  return kAdapterTypeField.get(peek(port, kPortSpace, kAdapterTypeDword));
+}
+
 bool Router::hasPort(uint32_t port) const { return std::binary_search(ports_.begin(), ports_.end(), port); }
 
 void Router::addPort(uint32_t port) {

@@ -39,6 +39,15 @@ class Router {
   unsigned depth() const;
   /// The router's upstream adapter (device-space DW1 "Upstream Port"); 0 for a host router.
   uint32_t upstreamPort() const;
+  /// The route of the router this one hangs from (a host router: its own route).
+  uint64_t parentRoute() const;
+  /// The parent's adapter that this router hangs from (0 for a host router).
+  uint32_t parentAdapter() const;
+  /// The route of a router hanging from adapter port of this one, or nullopt
+  /// when the route string has no room for another hop.
+  std::optional<uint64_t> childRoute(uint32_t port) const;
+  /// An adapter's type as stored (port-space DW2 bits 23..0), models bypassed.
+  uint32_t adapterType(uint32_t port) const;
   /// Adapters described by the host file, ascending (adapter 0 is implicit).
   const std::vector<uint32_t>& ports() const { return ports_; }
   bool hasPort(uint32_t port) const;

@@ -15,15 +15,6 @@ constexpr uint32_t kMaxAdapterNumber = 63;
 
 unsigned long long ull(uint64_t v) { return static_cast<unsigned long long>(v); }
 
-uint64_t parentRoute(uint64_t route, unsigned depth) { return route & ~(uint64_t{0xff} << (8 * (depth - 1))); }
-uint32_t parentAdapter(uint64_t route, unsigned depth) {
-  return static_cast<uint32_t>((route >> (8 * (depth - 1))) & 0xff);
-}
-
-uint32_t adapterType(const Router& r, uint32_t port) {
-  return kAdapterTypeField.get(r.peek(port, kPortSpace, kAdapterTypeDword));
-}
-
 /// A route names adapters 1..63 hop by hop, with no empty hop below the last.
 bool checkRouteForm(JsonReader& in, const LoadedRouter& e) {
   uint64_t route = e.router->route();
@@ -43,9 +34,9 @@ bool checkRouteForm(JsonReader& in, const LoadedRouter& e) {
 bool makeLane(JsonReader& in, Router& r, uint32_t port, const std::string& at, const char* role) {
   if (!r.store(port, kPortSpace) || !r.store(port, kPortSpace)->isSet(kAdapterTypeDword))
     r.poke(port, kPortSpace, kAdapterTypeDword, kLaneAdapter);
-  else if (adapterType(r, port) != kLaneAdapter)
+  else if (r.adapterType(port) != kLaneAdapter)
     return in.fail(at, textf("%s adapter %u of router 0x%llx is not a lane adapter (adapter type 0x%06x)", role, port,
-                             ull(r.route()), adapterType(r, port)));
+                             ull(r.route()), r.adapterType(port)));
   if (portLeadsToHost(r, port))
     return in.fail(at, textf("%s adapter %u of router 0x%llx leads to another host (\"xdomain\")", role, port,
                              ull(r.route())));
@@ -67,7 +58,7 @@ bool placeUpstream(JsonReader& in, LoadedRouter& e) {
     uint32_t upstream = 0;
     if (!host) {
       for (uint32_t p : r.ports())
-        if (!upstream && p != 0 && adapterType(r, p) == kLaneAdapter) upstream = p;
+        if (!upstream && p != 0 && r.adapterType(p) == kLaneAdapter) upstream = p;
       if (!upstream) upstream = 1;
     }
     uint32_t maxPort = r.ports().empty() ? upstream : std::max(r.ports().back(), upstream);
@@ -83,9 +74,8 @@ bool placeUpstream(JsonReader& in, LoadedRouter& e) {
 /// Checks that a router hangs from an existing, free lane adapter of its parent.
 bool hangFromParent(JsonReader& in, const LoadedRouter& e, const std::map<uint64_t, Router*>& byRoute) {
   const Router& r = *e.router;
-  unsigned depth = r.depth();
-  uint64_t parent = parentRoute(r.route(), depth);
-  uint32_t adapter = parentAdapter(r.route(), depth);
+  uint64_t parent = r.parentRoute();
+  uint32_t adapter = r.parentAdapter();
   std::string at = keyPath(e.path, "route");
   auto it = byRoute.find(parent);
   if (it == byRoute.end()) return in.fail(at, textf("no router at route 0x%llx to hang from", ull(parent)));

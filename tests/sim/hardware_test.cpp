@@ -183,6 +183,23 @@ const RouterModelRegistration kTestModel("zz-test-counting-register", [](SimHost
   if (r.description().contains("lc-memory")) r.attachModel(std::make_shared<CountingRegister>());
 });
 
+/// An IECS device that refuses every transfer, standing in for a busy micro-controller.
+class RefusingDevice : public IecsDeviceModel {
+ public:
+  Status read(uint32_t, uint8_t*, uint32_t) override { return status::kDeviceError; }
+  Status write(uint32_t, const uint8_t*, uint32_t) override { return status::kDeviceError; }
+};
+
+TEST_F(Hardware, AttachedIecsDeviceReplacesTheRegisterFile) {
+  Router& r = *hw().router(0, 1);
+  r.attachIecsDevice(42, 0, std::make_shared<RefusingDevice>());
+  std::vector<uint8_t> b{0};
+  EXPECT_EQ(iecs(42, 0, 36, b, kIecsDirectionRead), status::kDeviceError);
+  ASSERT_NE(r.iecsRegisterFile(42, 0), nullptr) << "the file stays for the model to use";
+  r.attachIecsDevice(7, 3, std::make_shared<RefusingDevice>());
+  EXPECT_EQ(iecs(7, 3, 0, b, kIecsDirectionWrite), status::kDeviceError);
+}
+
 TEST(HardwareModels, FactoriesAttachModelsThatComeBeforeTheStore) {
   auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0, "lc-memory": {},
                                                       "device-space": {"0x40": 99, "0x41": 5}}]}]})",

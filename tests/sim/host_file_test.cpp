@@ -1,5 +1,6 @@
 // Host-file validation, the embedded default host and saving.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -44,6 +45,12 @@ const BadHost kBadHosts[] = {
      "controllers[0].routers[1].route: parent adapter 1 of router 0x0 leads to another host (\"xdomain\")"},
     {ROUTERS(HOST_ROUTER ", " R"({"route": 1, "device-space": {"1": "0x100000"}})"),
      "controllers[0].routers[1].device-space.1: Upstream Port is 0 on a router below the host router"},
+    {ROUTERS(HOST_ROUTER ", " R"({"route": 1}, {"route": "0x101"})"),
+     "controllers[0].routers[2].route: adapter 1 of router 0x1 is that router's upstream adapter"},
+    {ROUTERS(HOST_ROUTER ", " R"({"route": 3, "device-space": {"1": "0x100200"},
+                                  "ports": {"2": {"port-space": {"2": "0x100101"}}}})"),
+     "controllers[0].routers[1].ports.2: upstream adapter 2 of router 0x3 is not a lane adapter (adapter type "
+     "0x100101)"},
     {ROUTERS(R"({"route": 0, "ports": {"64": {}}})"),
      "controllers[0].routers[0].ports.64: key 64 is above the largest value 0x3f"},
     {ROUTERS(R"({"route": 0, "ports": {"1": {"lane": 1}}})"), "controllers[0].routers[0].ports.1.lane: unknown key"},
@@ -85,6 +92,11 @@ TEST(HostFile, FileErrorsNameTheFile) {
   std::string error;
   EXPECT_EQ(loadHostFile("/nonexistent/host.json", &error), nullptr);
   EXPECT_EQ(error, "/nonexistent/host.json: cannot read the file");
+  std::string path = testing::TempDir() + "bad_host.json";
+  std::ofstream(path) << R"({"lid-closed": "no"})";
+  EXPECT_EQ(loadHostFile(path, &error), nullptr);
+  EXPECT_EQ(error, path + ": lid-closed: expected true or false");
+  std::remove(path.c_str());
 }
 
 TEST(HostFile, DefaultHostLoads) {
@@ -142,6 +154,7 @@ TEST_F(SaveTest, RoundTripKeepsVariablesAndMemories) {
   EXPECT_EQ(r2.nvm()->read(0, 0x100), r.nvm()->read(0, 0x100));
   EXPECT_EQ(r2.lcMemory().words(), r.lcMemory().words());
   EXPECT_EQ(hostJson(again->sim()), hostJson(hw));
+  EXPECT_NE(hostJson(hw).find(R"("added": "%ff%25")"), std::string::npos) << "values keep the %-notation";
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), {}), 1);  // no temporary left
 }
 

@@ -1,5 +1,8 @@
 // The simulated shell, its variable store and the recorded log and output.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cctype>
 
 #include "sim/sim_platform.h"
 
@@ -64,6 +67,20 @@ TEST(Shell, LogAndPrintAreRecordedWithoutEcho) {
   EXPECT_EQ(p->sim().logLines(), (std::vector<std::string>{"Found EXDP at route 0x1", "second"}));
   EXPECT_EQ(p->sim().printed(), "progress done\n");
   EXPECT_EQ(p->sim().logIdent(), "updatechecker");
+}
+
+TEST(Shell, EchoedLogLinesCarryTimestampIdentAndPid) {
+  auto p = loadEmpty();
+  p->sim().setEcho(true);
+  p->sim().setLogIdent("simtest");
+  testing::internal::CaptureStderr();
+  p->host().log("Checking firmware version\n");
+  std::string line = testing::internal::GetCapturedStderr();
+  std::string tail = "simtest[" + std::to_string(getpid()) + "] Checking firmware version\n";
+  ASSERT_GT(line.size(), tail.size());
+  EXPECT_EQ(line.substr(line.size() - tail.size()), tail);
+  EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(line[0]))) << line;
+  EXPECT_EQ(p->sim().logLines().back(), "Checking firmware version");
 }
 
 }  // namespace
