@@ -1,6 +1,7 @@
 // Reading one router's object of a host file: its spaces, ports, memories
 // and IECS/I2C register files.
 #include "host_loader.h"
+#include "sim/config_bridge_model.h"
 #include "platform/text.h"
 
 namespace tbt::sim {
@@ -117,7 +118,8 @@ bool portLeadsToHost(const Router& router, uint32_t port) {
 
 std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::string& path, size_t controller) {
   if (!in.object(v, path,
-                 {"route", "registry", "device-space", "ports", "eeprom", "nvm", "iecs", "i2c", "lc-memory"}))
+                 {"route", "registry", "device-space", "ports", "eeprom", "nvm", "iecs", "i2c", "lc-memory",
+                  "bridges"}))
     return nullptr;
   auto routeIt = v.find("route");
   if (routeIt == v.end()) return in.fail(keyPath(path, "route"), "required key is missing"), nullptr;
@@ -148,7 +150,8 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
               }) &&
       section("iecs", [&](const json& s, const std::string& p) { return readIecs(in, s, p, *r); }) &&
       section("i2c", [&](const json& s, const std::string& p) { return readI2c(in, s, p, *r); }) &&
-      section("lc-memory", [&](const json& s, const std::string& p) { return in.dwordMap(s, p, r->lcMemory()); });
+      section("lc-memory", [&](const json& s, const std::string& p) { return in.dwordMap(s, p, r->lcMemory()); }) &&
+      section("bridges", [&](const json& s, const std::string& p) { return readBridges(in, s, p, *r); });
   return ok ? std::move(r) : nullptr;
 }
 

@@ -8,6 +8,7 @@
 // search in capability_search.cpp, ...).
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "kernel/router_handle.h"
@@ -182,6 +183,74 @@ class ThunderboltUserClientUtils {
   /// through the link-controller mailbox, or from its EEPROM when the switch
   /// has no link-controller capability.
   Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle);
+
+  // ---- Topology (toolkit/topology.cpp) ----
+  // Switches and ports of the fabric as registry entries of the service
+  // plane. Each returns an entry the caller owns, a null entry for none. The
+  // router ID is carried along; only nhiForRouterID uses it.
+
+  /// The host-interface port of the controller of routerID: the first port
+  /// child of its controller entry. Null without a user client for routerID.
+  RegistryEntry nhiForRouterID(uint8_t routerID);
+  /// The switch of port: its registry parent when that is a switch, else the
+  /// last switch among its children (a router's switch hangs from its
+  /// upstream port). Null when port has no parent.
+  RegistryEntry switchFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// The port at the far end of a lane adapter's link (the last port child);
+  /// null for a port that is not a lane adapter.
+  RegistryEntry childPortFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// The link to another host of a lane adapter (the last XDomain link
+  /// child); null for a port that is not a lane adapter.
+  RegistryEntry childXDomainLinkFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// The port numbered index of onSwitch: the switch's registry parent (its
+  /// upstream port) when that carries the number, else the first such child.
+  RegistryEntry portAtIndex(uint32_t index, const RegistryEntry& onSwitch, uint8_t andRouterID);
+  /// The first switch whose "Route String" is route, depth first in registry
+  /// order from fromSwitch (itself included) across the links. Null when
+  /// fromSwitch has no route string or nothing matches.
+  RegistryEntry switchForRouteFromSwitch(uint64_t route, const RegistryEntry& fromSwitch, uint8_t andRouterID);
+  /// switchForRouteFromSwitch from the host switch of the controller of
+  /// andRouterID; route 0 gives the host switch.
+  RegistryEntry switchForRouteAndRouterID(uint64_t route, uint8_t andRouterID);
+  /// The adapter at the other end of a lane adapter's link, from the registry
+  /// shape (the last match wins) or else from the port's "Peer Port Route
+  /// String" and "Peer Port Number". Null when neither finds it.
+  RegistryEntry peerForNULLPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// The other lane of a dual-lane link; no lookup exists, always null.
+  RegistryEntry dualLinkPortForNULLPort(const RegistryEntry& port, uint8_t andRouterID);
+
+  // ---- Paths (toolkit/paths.cpp) ----
+  // Text of the paths report; nothing is printed.
+
+  /// The whole report: for every controller in the manager's order, the
+  /// paths of all its routers.
+  std::string paths();
+  /// The paths that start at port, at the other ports of port's switch and,
+  /// depth first, at every router below it.
+  std::string pathsFromSwitchWithUpstreamPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// One line per "Hop Table" entry of port (paths starting there); empty for
+  /// a lane adapter that leads to no other host.
+  std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// The rest of a line: the path entering port's router by port with hop ID
+  /// hop, traced across links until it ends. checkForEDM also treats a lane
+  /// adapter as an XDomain end when the adapter below it has the link.
+  std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM);
+
+  // ---- Remote access by route (toolkit/remote_by_route.cpp) ----
+  // A router behind the configuration bridge (IECS device 3) on bus of the
+  // router at route, reached with the first controller's (router ID 0) own
+  // IECS transfers.
+
+  /// Reads double word (port, space, index) of the router behind the bridge
+  /// into outData (written only on success). Returns 0, general failure
+  /// without a user client for router ID 0, unsupported for an unknown
+  /// bridge, time-out when the bridge never finishes, or the transfer's status.
+  Status iecsRemoteConfigReadWithRoute(uint64_t route, uint32_t bus, uint32_t port, uint32_t space, uint32_t index,
+                                       uint32_t& outData);
+  /// Writes double word (port, space, index) of the router behind the bridge;
+  /// statuses as iecsRemoteConfigReadWithRoute.
+  Status iecsRemoteConfigWriteWithRoute(uint64_t route, uint32_t bus, uint32_t port, uint32_t space, uint32_t index,
+                                        uint32_t data);
 
  private:
   bool relativeAddressing_ = false;

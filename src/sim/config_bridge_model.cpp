@@ -1,0 +1,196 @@
+#include "sim/config_bridge_model.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/text.h"
+#include "sim/host_loader.h"
+#include "sim/lc_mailbox_model.h"
+#include "sim/register_fields.h"
+
+namespace tbt::sim {
+namespace {
+
+using nlohmann::json;
+
+constexpr uint32_t kBridgeDevice = 3;
+
+enum class Form { Direct, Command };
+
+struct FormName {
+  std::string_view name;
+  Form form;
+  uint32_t identity;
+};
+constexpr FormName kForms[] = {{"direct", Form::Direct, 0x8086}, {"command", Form::Command, 0x0A27}};
+
+const FormName* formNamed(std::string_view name) {
+  for (const FormName& f : kForms)
+    if (f.name == name) return &f;
+  return nullptr;
+}
+
+// Registers of the bridge.
+constexpr uint32_t kIdentityRegister = 0;
+constexpr uint32_t kCommandAddressRegister = 9;
+constexpr uint32_t kCommandDataRegister = 10;
+constexpr uint32_t kWindowRegister = 16;         // direct: data; command: the request
+constexpr uint32_t kDirectAddressRegister = 17;
+
+// The address word.
+constexpr BitField kStart{31, 31};
+constexpr BitField kWriteAccess{21, 21};
+constexpr BitField kSpace{20, 19};
+constexpr BitField kAdapter{18, 13};
+constexpr BitField kIndex{12, 0};
+
+constexpr uint32_t fourChars(char a, char b, char c, char d) {
+  return uint32_t(uint8_t(a)) | uint32_t(uint8_t(b)) << 8 | uint32_t(uint8_t(c)) << 16 | uint32_t(uint8_t(d)) << 24;
+}
+constexpr uint32_t kReadRequest = fourChars('C', 'I', 'O', 'r');
+constexpr uint32_t kWriteRequest = fourChars('C', 'I', 'O', 'w');
+
+const FaultOpRegistration kBridgeFaultOp{std::string(kFaultConfigBridge)};
+
+class ConfigBridge : public IecsDeviceModel {
+ public:
+  ConfigBridge(SimHost& host, const Router& owner, uint32_t bus, const FormName& form, std::unique_ptr<Router> far)
+      : host_(host), owner_(owner), bus_(bus), form_(form), far_(std::move(far)) {}
+
+  Router& far() { return *far_; }
+
+  Status read(uint32_t offset, uint8_t* data, uint32_t length) override {
+    for (uint32_t i = 0; i < length; ++i) data[i] = static_cast<uint8_t>(registerValue(offset + i / 4) >> (8 * (i % 4)));
+    return status::kSuccess;
+  }
+
+  Status write(uint32_t offset, const uint8_t* data, uint32_t length) override {
+    std::set<uint32_t> touched;
+    for (uint32_t i = 0; i < length; ++i) {
+      const uint32_t reg = offset + i / 4;
+      const uint32_t shift = 8 * (i % 4);
+      uint32_t& value = registers_[reg];
+      value = (value & ~(0xFFu << shift)) | uint32_t{data[i]} << shift;
+      touched.insert(reg);
+    }
+    if (form_.form == Form::Direct && touched.count(kDirectAddressRegister) &&
+        kStart.get(registers_[kDirectAddressRegister]))
+      return directAccess();
+    if (form_.form == Form::Command && touched.count(kWindowRegister)) startCommand();
+    return status::kSuccess;
+  }
+
+ private:
+  std::optional<Status> fault() {
+    return host_.checkFault({kFaultConfigBridge, owner_.controllerIndex(), owner_.route(), {}, {}, {}, bus_, {}, {}});
+  }
+
+  // One access of the far router's configuration space, as its hardware
+  // answers it (models first, then the store).
+  Status farAccess(uint32_t address, bool write, uint32_t& value) {
+    host_.advance(host_.accessLatencyMicroseconds());
+    const uint32_t space = kSpace.get(address), port = kAdapter.get(address), index = kIndex.get(address);
+    return write ? far_->write(port, space, index, value) : far_->read(port, space, index, value);
+  }
+
+  Status directAccess() {
+    if (std::optional<Status> injected = fault()) return *injected;
+    uint32_t& address = registers_[kDirectAddressRegister];
+    Status s = farAccess(address, kWriteAccess.get(address) != 0, registers_[kWindowRegister]);
+    address = kStart.set(address, 0);
+    return s;
+  }
+
+  void startCommand() {
+    const uint32_t request = registers_[kWindowRegister];
+    if (request != kReadRequest && request != kWriteRequest) return;
+    pending_ = Pending{host_.nowMicroseconds() + kBridgeCommandMicroseconds, fault().has_value()};
+  }
+
+  uint32_t registerValue(uint32_t reg) {
+    if (reg == kIdentityRegister) return form_.identity;
+    if (reg == kWindowRegister && pending_ && !pending_->hung && host_.nowMicroseconds() >= pending_->doneAt) {
+      finishCommand();
+      pending_.reset();
+    }
+    auto it = registers_.find(reg);
+    return it == registers_.end() ? 0 : it->second;
+  }
+
+  void finishCommand() {
+    const uint32_t address = registers_[kCommandAddressRegister];
+    if (registers_[kWindowRegister] == kReadRequest) {
+      uint32_t value = 0;
+      if (farAccess(address, false, value) == status::kSuccess) registers_[kCommandAddressRegister] = value;
+    } else {
+      farAccess(address, true, registers_[kCommandDataRegister]);
+    }
+    registers_[kWindowRegister] = 0;
+  }
+
+  struct Pending {
+    uint64_t doneAt;
+    bool hung;
+  };
+
+  SimHost& host_;
+  const Router& owner_;
+  uint32_t bus_;
+  const FormName& form_;
+  std::unique_ptr<Router> far_;
+  std::map<uint32_t, uint32_t> registers_;
+  std::optional<Pending> pending_;
+};
+
+const RouterModelRegistration kRegistration("config-bridge", attachConfigBridges);
+
+}  // namespace
+
+bool readBridges(JsonReader& in, const json& bridges, const std::string& path, const Router& owner) {
+  if (!in.anyObject(bridges, path)) return false;
+  for (const auto& [key, bridge] : bridges.items()) {
+    const std::string at = keyPath(path, key);
+    uint64_t bus = 0;
+    std::string form;
+    if (!in.key(key, at, UINT32_MAX, bus) || !in.object(bridge, at, {"form", "router"})) return false;
+    if (owner.iecsRegisterFile(static_cast<uint32_t>(bus), kBridgeDevice))
+      return in.fail(at, textf("bus %u device 3 is also described in \"iecs\"", static_cast<unsigned>(bus)));
+    auto formIt = bridge.find("form");
+    if (formIt == bridge.end()) return in.fail(keyPath(at, "form"), "required key is missing");
+    if (!in.string(*formIt, keyPath(at, "form"), form)) return false;
+    if (!formNamed(form)) return in.fail(keyPath(at, "form"), "must be \"direct\" or \"command\"");
+    auto routerIt = bridge.find("router");
+    if (routerIt == bridge.end()) return in.fail(keyPath(at, "router"), "required key is missing");
+    if (!readRouter(in, *routerIt, keyPath(at, "router"), owner.controllerIndex())) return false;
+  }
+  return true;
+}
+
+void attachConfigBridges(SimHost& host, Router& router) {
+  auto bridges = router.description().find("bridges");
+  if (bridges == router.description().end()) return;
+  for (const auto& [key, bridge] : bridges->items()) {
+    JsonReader quiet;  // validated when the host was loaded
+    uint64_t bus = 0;
+    quiet.key(key, key, UINT32_MAX, bus);
+    const FormName* form = formNamed(bridge.at("form").get<std::string>());
+    std::unique_ptr<Router> far = readRouter(quiet, bridge.at("router"), key, router.controllerIndex());
+    if (!form || !far) continue;
+    attachIecsMailboxes(host, *far);
+    attachConfigBridges(host, *far);
+    router.attachIecsDevice(static_cast<uint32_t>(bus), kBridgeDevice,
+                            std::make_shared<ConfigBridge>(host, router, static_cast<uint32_t>(bus), *form,
+                                                           std::move(far)));
+  }
+}
+
+Router* farRouter(const Router& router, uint32_t bus) {
+  auto* bridge = dynamic_cast<ConfigBridge*>(router.iecsDevice(bus, kBridgeDevice));
+  return bridge ? &bridge->far() : nullptr;
+}
+
+}  // namespace tbt::sim

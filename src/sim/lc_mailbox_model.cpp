@@ -1,0 +1,163 @@
+#include "sim/lc_mailbox_model.h"
+
+#include <array>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "sim/capability_chain.h"
+#include "sim/register_fields.h"
+
+namespace tbt::sim {
+namespace {
+
+constexpr uint32_t kLinkControllerValue = 0x060500;
+constexpr uint32_t kLinkControllerMask = 0xFFFF00;
+
+// Link-controller capability double word 2: the mailboxes' geometry.
+constexpr uint32_t kGeometryDword = 2;
+constexpr BitField kMailboxCount{3, 0};
+constexpr BitField kMailboxOffset{15, 8};
+constexpr BitField kMailboxLength{27, 16};
+
+// One mailbox, in double words from its base.
+constexpr uint32_t kCommandDword = 99;
+constexpr uint32_t kWriteDataDword = 100;
+constexpr uint32_t kReadDataDword = 116;
+constexpr uint32_t kDataDwords = 16;
+constexpr uint32_t kDataBytes = kDataDwords * 4;
+
+// The command / status word.
+constexpr BitField kBusy{31, 31};
+constexpr BitField kNotResponding{25, 25};
+constexpr BitField kDeviceError{24, 24};
+constexpr BitField kWrite{23, 23};
+constexpr BitField kLength{22, 16};
+constexpr BitField kOffset{15, 8};
+constexpr BitField kDeviceCode{7, 0};
+
+// The link controller names its IECS devices by code.
+struct DeviceCode {
+  uint32_t code;
+  uint32_t device;
+};
+constexpr std::array<DeviceCode, 3> kDeviceCodes = {{{1, 1}, {11, 2}, {5, 3}}};
+
+std::optional<uint32_t> deviceForCode(uint32_t code) {
+  for (const DeviceCode& entry : kDeviceCodes)
+    if (entry.code == code) return entry.device;
+  return std::nullopt;
+}
+
+const FaultOpRegistration kMailboxFaultOp{std::string(kFaultLcMailbox)};
+
+class IecsMailboxes : public RegisterModel {
+ public:
+  IecsMailboxes(SimHost& host, Router& router, uint32_t firstCommand, uint32_t count, uint32_t stride)
+      : host_(host), router_(router), firstCommand_(firstCommand), count_(count), stride_(stride) {}
+
+  bool handles(uint32_t port, uint32_t space, uint32_t index) const override {
+    return port == 0 && space == kDeviceSpace && busOf(index).has_value();
+  }
+
+  Status read(uint32_t, uint32_t, uint32_t index, uint32_t& value) override {
+    const uint32_t bus = *busOf(index);
+    auto it = pending_.find(bus);
+    if (it != pending_.end() && !it->second.hung && host_.nowMicroseconds() >= it->second.doneAt) {
+      complete(bus, it->second);
+      pending_.erase(it);
+    }
+    value = router_.peek(0, kDeviceSpace, index);
+    return status::kSuccess;
+  }
+
+  Status write(uint32_t, uint32_t, uint32_t index, uint32_t value) override {
+    const uint32_t bus = *busOf(index);
+    router_.poke(0, kDeviceSpace, index, value);
+    if (!kBusy.get(value)) return status::kSuccess;
+    Pending p;
+    p.doneAt = host_.nowMicroseconds() + kMailboxTransferMicroseconds;
+    const std::optional<uint32_t> device = deviceForCode(kDeviceCode.get(value));
+    FaultQuery query{kFaultLcMailbox, router_.controllerIndex(), router_.route(), {}, {}, {}, bus, device, {}};
+    if (std::optional<Status> injected = host_.checkFault(query)) {
+      p.injected = injected;
+      p.hung = *injected == status::kTimeout;
+    }
+    pending_[bus] = p;
+    return status::kSuccess;
+  }
+
+ private:
+  struct Pending {
+    uint64_t doneAt = 0;
+    std::optional<Status> injected;
+    bool hung = false;
+  };
+
+  std::optional<uint32_t> busOf(uint32_t index) const {
+    if (index < firstCommand_) return std::nullopt;
+    const uint32_t distance = index - firstCommand_;
+    if (distance == 0) return count_ > 0 ? std::optional<uint32_t>(0) : std::nullopt;
+    if (stride_ == 0 || distance % stride_ != 0 || distance / stride_ >= count_) return std::nullopt;
+    return distance / stride_;
+  }
+
+  uint32_t base(uint32_t bus) const { return firstCommand_ - kCommandDword + bus * stride_; }
+
+  // Carries out the transfer the command word asks for and writes the
+  // status word back with the busy bit clear.
+  void complete(uint32_t bus, const Pending& p) {
+    const uint32_t commandIndex = base(bus) + kCommandDword;
+    uint32_t word = router_.peek(0, kDeviceSpace, commandIndex);
+    const Status result = p.injected ? *p.injected : transfer(bus, word);
+    word = kBusy.set(word, 0);
+    if (result == status::kNotResponding) word = kNotResponding.set(word, 1);
+    else if (result != status::kSuccess) word = kDeviceError.set(word, 1);
+    router_.poke(0, kDeviceSpace, commandIndex, word);
+  }
+
+  Status transfer(uint32_t bus, uint32_t command) {
+    const std::optional<uint32_t> device = deviceForCode(kDeviceCode.get(command));
+    IecsDeviceModel* target = device ? router_.iecsDevice(bus, *device) : nullptr;
+    if (!target) return status::kNotResponding;
+    const uint32_t length = kLength.get(command);
+    if (length > kDataBytes) return status::kBadArgument;
+    const uint32_t offset = kOffset.get(command);
+    std::array<uint8_t, kDataBytes> bytes{};
+    if (kWrite.get(command)) {
+      for (uint32_t i = 0; i < kDataBytes; ++i)
+        bytes[i] = static_cast<uint8_t>(router_.peek(0, kDeviceSpace, base(bus) + kWriteDataDword + i / 4) >> (8 * (i % 4)));
+      return target->write(offset, bytes.data(), length);
+    }
+    Status s = target->read(offset, bytes.data(), length);
+    if (s != status::kSuccess) return s;
+    for (uint32_t i = 0; i < kDataDwords; ++i) {
+      const uint32_t word = uint32_t{bytes[4 * i]} | uint32_t{bytes[4 * i + 1]} << 8 |
+                            uint32_t{bytes[4 * i + 2]} << 16 | uint32_t{bytes[4 * i + 3]} << 24;
+      router_.poke(0, kDeviceSpace, base(bus) + kReadDataDword + i, word);
+    }
+    return status::kSuccess;
+  }
+
+  SimHost& host_;
+  Router& router_;
+  uint32_t firstCommand_;
+  uint32_t count_;
+  uint32_t stride_;
+  std::map<uint32_t, Pending> pending_;
+};
+
+const RouterModelRegistration kRegistration("lc-mailbox", attachIecsMailboxes);
+
+}  // namespace
+
+void attachIecsMailboxes(SimHost& host, Router& router) {
+  std::optional<uint32_t> header = findDeviceCapability(router, kLinkControllerValue, kLinkControllerMask);
+  if (!header) return;
+  const uint32_t geometry = router.peek(0, kDeviceSpace, *header + kGeometryDword);
+  const uint32_t first = *header + kMailboxOffset.get(geometry) + kCommandDword;
+  router.attachModel(std::make_shared<IecsMailboxes>(host, router, first, kMailboxCount.get(geometry),
+                                                     kMailboxLength.get(geometry)));
+}
+
+}  // namespace tbt::sim

@@ -1,0 +1,132 @@
+#pragma once
+// A router that the host cannot reach by route, reached instead through the
+// IECS mailbox of a link controller in a parent router. The parent may be a
+// local router or itself a remote one: every access to it goes through its
+// own configuration operations (device space, port 0).
+//
+// The handle lives in the toolkit, not beside the local handle in the kernel
+// layer, because finding the parent's link controller needs the toolkit's
+// capability search.
+//
+// Mailbox of bus b, in the parent's device space, base = lcOffset + b * lcLength:
+//   base + 99          command / status word (kMailboxCommand fields)
+//   base + 100 .. 115  64 bytes of write data
+//   base + 116 .. 131  64 bytes of read data
+#include <cstdint>
+#include <memory>
+
+#include "kernel/config_space.h"
+#include "kernel/router_handle.h"
+#include "platform/status.h"
+
+namespace tbt {
+
+struct BridgeTransport;
+
+/// Layout of a link-controller IECS mailbox, in double words from its base.
+inline constexpr uint32_t kMailboxCommandDword = 99;
+inline constexpr uint32_t kMailboxWriteDataDword = 100;
+inline constexpr uint32_t kMailboxReadDataDword = 116;
+inline constexpr uint32_t kMailboxDataDwords = 16;
+inline constexpr uint32_t kMailboxDataBytes = kMailboxDataDwords * 4;
+
+/// Fields of the mailbox command / status word.
+struct MailboxCommandFields {
+  Bits start{31, 31};          // written 1; the transfer is done when it reads 0
+  Bits always{30, 30};         // always written 1
+  Bits notResponding{25, 25};  // read back: the device did not answer
+  Bits deviceError{24, 24};    // read back: the device reported an error
+  Bits write{23, 23};          // 1 for a write transfer
+  Bits length{22, 16};         // bytes to move
+  Bits offset{15, 8};          // IECS register offset
+  Bits device{7, 0};           // device code (mailboxDeviceCode)
+};
+inline constexpr MailboxCommandFields kMailboxCommand{};
+
+/// Search key of the link-controller capability (vendor-specific ID 6).
+inline constexpr uint32_t kLinkControllerCapabilityValue = 0x060500;
+inline constexpr uint32_t kLinkControllerCapabilityMask = 0xFFFF00;
+/// Double word 2 of the link-controller capability describes its mailboxes.
+inline constexpr uint32_t kLinkControllerMailboxDword = 2;
+struct LinkControllerMailboxFields {
+  Bits count{3, 0};     // number of mailboxes
+  Bits offset{15, 8};   // first mailbox, in double words from the capability
+  Bits length{27, 16};  // distance between two mailboxes, in double words
+};
+inline constexpr LinkControllerMailboxFields kLinkControllerMailbox{};
+
+/// The mailbox code of IECS device 1, 2 or 3; 0 for any other device.
+uint32_t mailboxDeviceCode(uint32_t device);
+
+class RemoteRouterHandle : public RouterHandle {
+ public:
+  /// A new handle with every field zero; the creator sets the parent and the bus.
+  static std::unique_ptr<RemoteRouterHandle> remoteRouterHandle();
+
+  /// Which of the parent link controller's mailboxes carries the traffic (0-based).
+  uint32_t bus() const { return bus_; }
+  void setBus(uint32_t bus) { bus_ = bus; }
+  /// The router whose link controller carries the traffic; the handle keeps it alive.
+  const std::shared_ptr<RouterHandle>& parentRouterHandle() const { return parent_; }
+  void setParentRouterHandle(std::shared_ptr<RouterHandle> parent) { parent_ = std::move(parent); }
+
+  /// Looks at the parent once per handle (later calls return 0 at once, also
+  /// after a failed first call): a parent whose identity double word is that
+  /// of a port micro-controller has no mailbox; otherwise its link-controller
+  /// capability gives the mailbox geometry. Returns the first failing status.
+  Status initializeIECS();
+
+  /// One configuration read of the remote router through the bridge (IECS
+  /// device 3) behind the mailbox; outData is written only on success.
+  Status configReadWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t& outData) override;
+  /// One configuration write of the remote router through the bridge.
+  Status configWriteWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t data) override;
+
+  /// IECS read of length bytes at offset of device 1..3 through the mailbox.
+  /// Returns initializeIECS's failure, else 0: a failed transfer shows only
+  /// in the data (left as it was), and with a port micro-controller parent
+  /// nothing is transferred at all.
+  Status iecsReadWithDevice(uint32_t device, uint8_t offset, uint32_t length, uint8_t* data);
+  /// IECS write through the mailbox; statuses as iecsReadWithDevice.
+  Status iecsWriteWithDevice(uint32_t device, uint8_t offset, uint32_t length, const uint8_t* data);
+
+  /// One mailbox read transfer: bad argument for another device or more than
+  /// 64 bytes, time-out after 50 busy polls, not responding or device error
+  /// as the status word reports them, or the parent's failing access.
+  Status lcIECSReadWithDevice(uint32_t device, uint8_t offset, uint32_t length, uint8_t* data);
+  /// One mailbox write transfer (all 64 data bytes are sent, zero-padded);
+  /// statuses as lcIECSReadWithDevice, without the status-word bits.
+  Status lcIECSWriteWithDevice(uint32_t device, uint8_t offset, uint32_t length, const uint8_t* data);
+
+  /// The bridge's configuration read, as configReadWithPort.
+  Status iecsRemoteConfigReadWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t& outData);
+  /// The bridge's configuration write, as configWriteWithPort.
+  Status iecsRemoteConfigWriteWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t data);
+
+  bool iecsInitialized() const { return iecsInitialized_; }
+  bool portMicroMode() const { return portMicroMode_; }
+  uint32_t lcHeader() const { return lcHeader_; }
+  uint32_t lcOffset() const { return lcOffset_; }
+  uint32_t lcCount() const { return lcCount_; }
+  uint32_t lcLength() const { return lcLength_; }
+
+ private:
+  Status parentRead(uint32_t index, uint32_t& value);
+  Status parentWrite(uint32_t index, uint32_t value);
+  uint32_t mailboxBase() const { return lcOffset_ + bus_ * lcLength_; }
+  Status startTransfer(uint32_t code, uint8_t offset, uint32_t length, bool write, uint32_t& statusWord);
+  void readLinkControllerGeometry(Status& s);
+  // IECS device 3 reached through this handle's mailbox.
+  BridgeTransport bridgeTransport();
+
+  uint32_t bus_ = 0;
+  std::shared_ptr<RouterHandle> parent_;
+  bool iecsInitialized_ = false;
+  bool portMicroMode_ = false;
+  uint32_t lcHeader_ = 0;
+  uint32_t lcOffset_ = 0;
+  uint32_t lcCount_ = 0;
+  uint32_t lcLength_ = 0;
+};
+
+}  // namespace tbt

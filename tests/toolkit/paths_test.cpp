@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "support/topology_builder.h"
+#include "toolkit/utilities.h"
+
+namespace tbt {
+namespace {
+
+using test::ScopedHost;
+using test::TopologyBuilder;
+
+// Each case adds hops (and lanes, links, adapters) to this host and expects
+// the paths report of its one controller:
+//
+//   nhi:5 ── switch 0x0
+//              ├─ port 1 ────── up 0x1:1 ── switch 0x1
+//              │                              ├─ port 3 (lane, nothing attached)
+//              │                              └─ port 11 (DP Out)
+//              ├─ port 3 (lane to another host)
+//              ├─ port 4 (lane, nothing attached)
+//              ├─ port 11 (DP In)
+//              └─ port 12 (adapter type 0x7)
+struct PathCase {
+  const char* name;
+  std::function<void(TopologyBuilder&)> build;
+  const char* lines;
+};
+
+const PathCase kPathCases[] = {
+    {"traced across a link",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== [Route 0x1: Port 0x1 --> Port 0xb] (DP Out)\n"},
+    {"set up by the firmware, equal lanes",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9, true).hop(0x1, 1, 9, 11, 8).lane(0x0, 1, 1).lane(0x1, 1, 1); },
+     "EFI: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ==1== [Route 0x1: Port 0x1 --> Port 0xb] (DP Out)\n"},
+    {"a lane mismatch is traced on",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8).lane(0x0, 1, 1).lane(0x1, 1, 2); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ==LANE MISMATCH 1/2== [Route 0x1: Port 0x1 --> Port 0xb] "
+     "(DP Out)\n"},
+    {"hardware entry not valid at the first hop",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9, false, false).pathSpace(0x0, 11, 8, 0x00000809); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> ERROR (HW/SW MISMATCH)\n"},
+    {"hardware leaves by another hop after the link",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8, false, false).pathSpace(0x1, 1, 9, 0x80005807); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== ERROR (HW/SW MISMATCH)\n"},
+    {"the far end has no such hop",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== ERROR\n"},
+    {"no adapter to leave by",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 7, 9); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> ERROR\n"},
+    {"an empty hop table",
+     [](TopologyBuilder& b) { b.property(0x0, 11, "Hop Table", nlohmann::json::array()); },
+     ""},
+    {"a lane adapter starts paths only towards another host",
+     [](TopologyBuilder& b) { b.hop(0x0, 1, 8, 11, 8).hop(0x1, 3, 8, 11, 8); },
+     ""},
+    {"to another host, and from the lane beside it (EDM)",
+     [](TopologyBuilder& b) { b.xdomain(0x0, 3).hop(0x0, 5, 1, 3, 8, true).hop(0x0, 3, 8, 5, 1).hop(0x0, 4, 9, 5, 2); },
+     "EFI: (NHI) [Route 0x0: Port 0x5 --> Port 0x3] (XDomain)\n"
+     "OS: (XDomain) [Route 0x0: Port 0x3 --> Port 0x5] (NHI)\n"
+     "OS: (EDM XDomain on Port 3) [Route 0x0: Port 0x4 --> Port 0x5] (NHI)\n"},
+    {"an adapter type without a name",
+     [](TopologyBuilder& b) { b.hop(0x0, 12, 8, 11, 9); },
+     "OS: (?) [Route 0x0: Port 0xc --> Port 0xb] (DP In)\n"},
+};
+
+class PathsReport : public ::testing::TestWithParam<PathCase> {};
+
+TEST_P(PathsReport, OneController) {
+  TopologyBuilder b({0x0, 0x1});
+  b.adapter(0x0, 3, test::kLane).adapter(0x0, 4, test::kLane).adapter(0x0, 11, test::kDPIn);
+  b.adapter(0x0, 12, 0x7).adapter(0x1, 3, test::kLane).adapter(0x1, 11, test::kDPOut);
+  GetParam().build(b);
+  ScopedHost host(b.json());
+  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().paths(),
+            std::string("Router ID 0 - Thunderbolt Paths:\n\n") + GetParam().lines + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, PathsReport, ::testing::ValuesIn(kPathCases),
+                         [](const ::testing::TestParamInfo<PathCase>& info) {
+                           std::string name;
+                           for (const char* c = info.param.name; *c; ++c)
+                             if (std::isalnum(static_cast<unsigned char>(*c))) name += *c;
+                           return name;
+                         });
+
+// Two controllers, a chain of three routers, a link to another host, one hop
+// that the hardware disagrees with and one lane mismatch: the report matches
+// the golden text line for line.
+TEST(PathsGolden, RichHost) {
+  ScopedHost host(test::fixtureHost("rich.json"));
+  const std::string expected = test::readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/rich_paths.txt");
+  ASSERT_FALSE(expected.empty());
+  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().paths(), expected);
+}
+
+}  // namespace
+}  // namespace tbt
