@@ -11,6 +11,7 @@
 
 #include "cli/drom_commands.h"
 #include "cli/host_choice.h"
+#include "cli/topology_commands.h"
 #include "platform/text.h"
 
 namespace tbt::cli {
@@ -20,7 +21,7 @@ constexpr const char* kProgram = "tbkit";
 
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
-    &dromFamily(),
+    &dromFamily(), &listFamily(), &pathsFamily(), &readFamily(), &writeFamily(), &iecsFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
@@ -61,9 +62,20 @@ void printFamilyHelp(const CommandFamily& family, std::ostream& out) {
   for (const Command& command : family.commands) out << textf("  %-10s %s\n", command.name, command.summary);
 }
 
+// A family whose one command carries the family's own name is that command:
+// `tbkit paths` rather than `tbkit paths paths`.
+bool isSingleCommand(const CommandFamily& family) {
+  return family.commands.size() == 1 && std::string_view(family.commands[0].name) == family.name;
+}
+
+// "drom parse", or "paths" for a single-command family.
+std::string commandTitle(const CommandFamily& family, const Command& command) {
+  return isSingleCommand(family) ? std::string(family.name) : textf("%s %s", family.name, command.name);
+}
+
 void printCommandHelp(const CommandFamily& family, const Command& command, std::ostream& out) {
-  out << textf("usage: tbkit %s %s [options]%s%s\n%s\n", family.name, command.name, *command.operands ? " " : "",
-               command.operands, command.summary);
+  out << textf("usage: tbkit %s [options]%s%s\n%s\n", commandTitle(family, command).c_str(),
+               *command.operands ? " " : "", command.operands, command.summary);
   if (*command.details) out << "\n" << command.details;
   std::vector<OptionSpec> options = optionsOf(command);
   out << "\noptions:\n" << optionsHelp(options);
@@ -107,7 +119,7 @@ class HostGuard {
 
 int runCommand(const CommandFamily& family, const Command& command, std::vector<std::string> args, std::ostream& out,
                std::ostream& err) {
-  const std::string name = textf("%s %s %s", kProgram, family.name, command.name);
+  const std::string name = textf("%s %s", kProgram, commandTitle(family, command).c_str());
   if (asksForHelp(args)) {
     printCommandHelp(family, command, out);
     return kExitSuccess;
@@ -167,6 +179,8 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
     err << kProgram << ": unknown command family '" << args[0] << "' (see tbkit --help)\n";
     return kExitUsage;
   }
+  if (isSingleCommand(*family))
+    return runCommand(*family, family->commands[0], std::vector<std::string>(args.begin() + 1, args.end()), out, err);
   if (args.size() < 2) {
     err << kProgram << " " << family->name << ": missing command (see tbkit " << family->name << " --help)\n";
     return kExitUsage;

@@ -1,0 +1,402 @@
+#include "cli/topology_commands.h"
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+
+#include "kernel/config_space.h"
+#include "kernel/user_client_manager.h"
+#include "platform/registry_helpers.h"
+#include "platform/text.h"
+#include "toolkit/remote_router_handle.h"
+#include "toolkit/topology_keys.h"
+#include "toolkit/utilities.h"
+
+namespace tbt::cli {
+namespace {
+
+ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
+
+std::string describeStatus(Status status) {
+  const char* name = statusName(status);
+  return name != nullptr ? textf("0x%08x (%s)", status, name) : textf("0x%08x", status);
+}
+
+unsigned long long ull(uint64_t value) { return static_cast<unsigned long long>(value); }
+
+// ---- tbkit list ----
+
+class TopologyLister {
+ public:
+  TopologyLister(std::ostream& out, uint8_t routerID) : out_(out), routerID_(routerID) {}
+
+  // One router, its upstream adapter and its other adapters, depth first.
+  void router(const RegistryEntry& sw, const std::string& indent) {
+    uint64_t route = routeOfEntry(sw);
+    uint64_t depth = 0;
+    uint64_t uid = 0;
+    readRegistryNumber64(sw, "Depth", depth);
+    const bool hasUID = readRegistryNumber64(sw, kUIDKey, uid);
+    uint32_t identity = 0;
+    const Status s = utils().configReadWithRouterID(routerID_, route, 0, kDeviceSpace, kIdentityDword, identity);
+    out_ << textf("%sRouter 0x%llx (depth %llu): ", indent.c_str(), ull(route), ull(depth));
+    if (s == status::kSuccess)
+      out_ << textf("vendor 0x%04x device 0x%04x", kVendorID.of(identity), kDeviceID.of(identity));
+    else
+      out_ << "identity unreadable: " << describeStatus(s);
+    out_ << (hasUID ? textf(", UID 0x%016llx\n", ull(uid)) : std::string(", no UID\n"));
+    const std::string inner = indent + "  ";
+    std::vector<RegistryEntry> parents = sw.parents();
+    if (!parents.empty() && parents.front().conformsTo(kPortClass))
+      adapter(parents.front(), inner, route == 0 ? "host interface" : "upstream");
+    for (const RegistryEntry& port : sw.children())
+      if (port.conformsTo(kPortClass)) adapter(port, inner, nullptr);
+  }
+
+ private:
+  void adapter(const RegistryEntry& port, const std::string& indent, const char* role) {
+    uint64_t number = 0;
+    readRegistryNumber64(port, kPortNumberKey, number);
+    const uint64_t type = adapterTypeOfPort(port);
+    out_ << textf("%sAdapter %llu: %s", indent.c_str(), ull(number), adapterTypeName(type));
+    if (role) {
+      RegistryEntry above = utils().switchFromPort(utils().peerForNULLPort(port, routerID_), routerID_);
+      out_ << ", " << role << (above ? textf(" from router 0x%llx\n", ull(routeOfEntry(above))) : "\n");
+      return;
+    }
+    RegistryEntry downstream = utils().childPortFromPort(port, routerID_);
+    RegistryEntry below = downstream ? utils().switchFromPort(downstream, routerID_) : RegistryEntry();
+    if (below) {
+      out_ << textf(", to router 0x%llx\n", ull(routeOfEntry(below)));
+      router(below, indent + "  ");
+    } else if (utils().childXDomainLinkFromPort(port, routerID_)) {
+      out_ << ", to another host (XDomain)\n";
+    } else {
+      out_ << (type == kLaneAdapterType ? ", nothing attached\n" : "\n");
+    }
+  }
+
+  std::ostream& out_;
+  uint8_t routerID_;
+};
+
+int runList(CommandContext& context) {
+  const auto& userClients = ThunderboltUserClientManager::sharedInstance().userClientSet();
+  if (userClients.empty()) return context.failure("no Thunderbolt controller found");
+  size_t index = 0;
+  for (const auto& userClient : userClients) {
+    const uint8_t routerID = userClient->routerID();
+    context.out() << textf("Controller %zu: router ID %u\n", index++, routerID);
+    RegistryEntry hostSwitch = utils().switchFromPort(utils().nhiForRouterID(routerID), routerID);
+    if (hostSwitch)
+      TopologyLister(context.out(), routerID).router(hostSwitch, "  ");
+    else
+      context.out() << "  no host switch\n";
+  }
+  return kExitSuccess;
+}
+
+// ---- tbkit paths ----
+
+int runPaths(CommandContext& context) {
+  context.out() << utils().paths();
+  return kExitSuccess;
+}
+
+// ---- tbkit read / write ----
+
+struct SpaceName {
+  const char* name;
+  uint32_t space;
+};
+constexpr std::array<SpaceName, 4> kSpaceNames = {
+    {{"path", kPathSpace}, {"port", kPortSpace}, {"device", kDeviceSpace}, {"counter", kCounterSpace}}};
+
+constexpr uint64_t kMaxAdapter = 63;
+constexpr uint64_t kMaxCount = 0x2000;
+
+// Where a configuration access goes, as the options chose it.
+struct Access {
+  std::function<Status(uint32_t port, uint32_t space, uint32_t index, uint32_t& value)> read;
+  std::function<Status(uint32_t port, uint32_t space, uint32_t index, uint32_t value)> write;
+};
+
+// A local handle for route under routerID, or, with --via-parent, a remote
+// handle one level further per --bus.
+std::shared_ptr<RouterHandle> handleChain(uint64_t route, uint8_t routerID, const std::vector<uint32_t>& buses) {
+  std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
+  handle->setRouterID(routerID);
+  handle->setRoute(route);
+  for (uint32_t bus : buses) {
+    std::shared_ptr<RemoteRouterHandle> remote = RemoteRouterHandle::remoteRouterHandle();
+    remote->setParentRouterHandle(handle);
+    remote->setBus(bus);
+    handle = remote;
+  }
+  return handle;
+}
+
+bool chooseAccess(CommandContext& context, Access& access) {
+  const ParsedArgs& args = context.args();
+  const int ways = args.has("route") + args.has("via-parent") + args.has("iecs-route");
+  if (ways != 1) {
+    context.usageError("give exactly one of --route, --via-parent and --iecs-route");
+    return false;
+  }
+  uint64_t route = 0;
+  uint64_t routerID = 0;
+  std::vector<uint32_t> buses;
+  for (const std::string& text : args.values("bus")) {
+    uint64_t bus = 0;
+    std::string error = parseNumber(text, UINT32_MAX, bus);
+    if (!error.empty()) return context.usageError("--bus: " + error), false;
+    buses.push_back(static_cast<uint32_t>(bus));
+  }
+  const char* routeOption = args.has("route") ? "route" : args.has("via-parent") ? "via-parent" : "iecs-route";
+  if (!context.number(routeOption, UINT64_MAX, route) || !context.number("rid", 0xFF, routerID)) return false;
+  if (args.has("route") && !buses.empty()) return context.usageError("--bus goes with --via-parent or --iecs-route"), false;
+  if (!args.has("route") && buses.empty()) return context.usageError(textf("--%s needs --bus", routeOption)), false;
+  if (args.has("iecs-route")) {
+    if (buses.size() != 1) return context.usageError("--iecs-route takes one --bus"), false;
+    const uint32_t bus = buses[0];
+    access.read = [route, bus](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
+      return utils().iecsRemoteConfigReadWithRoute(route, bus, port, space, index, value);
+    };
+    access.write = [route, bus](uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
+      return utils().iecsRemoteConfigWriteWithRoute(route, bus, port, space, index, value);
+    };
+    return true;
+  }
+  std::shared_ptr<RouterHandle> handle = handleChain(route, static_cast<uint8_t>(routerID), buses);
+  access.read = [handle](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
+    return utils().configReadWithRouterHandle(*handle, port, space, index, value);
+  };
+  access.write = [handle](uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
+    return utils().configWriteWithRouterHandle(*handle, port, space, index, value);
+  };
+  return true;
+}
+
+// The double word the options name: --space, --port and --index.
+struct Address {
+  uint32_t space = 0;
+  uint32_t port = 0;
+  uint32_t index = 0;
+};
+
+bool chooseAddress(CommandContext& context, Address& address) {
+  const std::string& name = *context.args().value("space");
+  const SpaceName* space = nullptr;
+  for (const SpaceName& s : kSpaceNames)
+    if (name == s.name) space = &s;
+  if (!space) {
+    context.usageError(textf("--space: '%s' is not device, port, path or counter", name.c_str()));
+    return false;
+  }
+  uint64_t port = 0;
+  uint64_t index = 0;
+  if (!context.number("port", kMaxAdapter, port) || !context.number("index", UINT32_MAX, index)) return false;
+  address = {space->space, static_cast<uint32_t>(port), static_cast<uint32_t>(index)};
+  return true;
+}
+
+int runRead(CommandContext& context) {
+  Access access;
+  Address address;
+  uint64_t count = 1;
+  if (!chooseAccess(context, access) || !chooseAddress(context, address) ||
+      !context.number("count", kMaxCount, count))
+    return kExitUsage;
+  if (count == 0) return context.usageError("--count: must be at least 1");
+  for (uint64_t i = 0; i < count; ++i) {
+    const uint32_t index = address.index + static_cast<uint32_t>(i);
+    uint32_t value = 0;
+    const Status s = access.read(address.port, address.space, index, value);
+    if (s != status::kSuccess) return context.failure(textf("reading index 0x%x: %s", index, describeStatus(s).c_str()));
+    context.out() << textf("0x%04x: 0x%08x\n", index, value);
+  }
+  return kExitSuccess;
+}
+
+int runWrite(CommandContext& context) {
+  Access access;
+  Address address;
+  uint64_t value = 0;
+  if (!chooseAccess(context, access) || !chooseAddress(context, address) ||
+      !context.number("value", UINT32_MAX, value))
+    return kExitUsage;
+  const Status s = access.write(address.port, address.space, address.index, static_cast<uint32_t>(value));
+  if (s != status::kSuccess)
+    return context.failure(textf("writing index 0x%x: %s", address.index, describeStatus(s).c_str()));
+  return kExitSuccess;
+}
+
+constexpr std::array<OptionSpec, 8> kAccessOptions = {{
+    {.name = "route", .valueName = "R", .help = "the router's route string (a router the controller reaches)"},
+    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
+    {.name = "via-parent", .valueName = "R", .help = "reach the router through the link controller of route R"},
+    {.name = "iecs-route", .valueName = "R", .help = "reach the router behind the bridge of route R (controller 0)"},
+    {.name = "bus", .valueName = "B", .help = "the link controller's bus; with --via-parent once per level",
+     .repeatable = true},
+    {.name = "space", .valueName = "device|port|path|counter", .help = "the configuration space", .required = true},
+    {.name = "port", .valueName = "P", .help = "the adapter (default 0)"},
+    {.name = "index", .valueName = "I", .help = "the double-word index", .required = true},
+}};
+
+// The access options followed by one more.
+constexpr std::array<OptionSpec, kAccessOptions.size() + 1> withAccessOptions(OptionSpec last) {
+  std::array<OptionSpec, kAccessOptions.size() + 1> options{};
+  for (size_t i = 0; i < kAccessOptions.size(); ++i) options[i] = kAccessOptions[i];
+  options.back() = last;
+  return options;
+}
+
+constexpr auto kReadOptions = withAccessOptions(
+    {.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"});
+constexpr auto kWriteOptions =
+    withAccessOptions({.name = "value", .valueName = "V", .help = "the double word to write", .required = true});
+
+constexpr const char* kAccessDetails =
+    "Without --via-parent and --iecs-route the router is reached by its route through\n"
+    "its controller. --via-parent R --bus B reaches the router behind IECS bus B of the\n"
+    "router at route R through that router's link-controller mailbox (repeat --bus to\n"
+    "go further down); --iecs-route R --bus B reaches it with the controller's own IECS\n"
+    "transfers. Numbers are decimal or 0x-hex.\n";
+
+// ---- tbkit iecs read / write ----
+
+constexpr uint64_t kMaxIecsLength = 64;
+
+const OptionSpec kIecsReadOptions[] = {
+    {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
+    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
+    {.name = "bus", .valueName = "B", .help = "the link controller's bus", .required = true},
+    {.name = "device", .valueName = "D", .help = "the IECS device", .required = true},
+    {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
+    {.name = "length", .valueName = "N", .help = "bytes to move (at most 64)", .required = true},
+};
+const OptionSpec kIecsWriteOptions[] = {
+    {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
+    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
+    {.name = "bus", .valueName = "B", .help = "the link controller's bus", .required = true},
+    {.name = "device", .valueName = "D", .help = "the IECS device", .required = true},
+    {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
+    {.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},
+    {.name = "data", .valueName = "HEX", .help = "the bytes to write, as hex digit pairs", .required = true},
+};
+
+struct IecsTarget {
+  LocalRouterHandle handle;
+  uint32_t bus = 0;
+  uint32_t device = 0;
+  uint8_t offset = 0;
+  uint64_t length = 0;
+};
+
+bool chooseIecsTarget(CommandContext& context, IecsTarget& target) {
+  uint64_t route = 0, routerID = 0, bus = 0, device = 0, offset = 0;
+  if (!context.number("route", UINT64_MAX, route) || !context.number("rid", 0xFF, routerID) ||
+      !context.number("bus", UINT32_MAX, bus) || !context.number("device", UINT32_MAX, device) ||
+      !context.number("offset", 0xFF, offset) || !context.number("length", kMaxIecsLength, target.length))
+    return false;
+  target.handle.setRoute(route);
+  target.handle.setRouterID(static_cast<uint8_t>(routerID));
+  target.bus = static_cast<uint32_t>(bus);
+  target.device = static_cast<uint32_t>(device);
+  target.offset = static_cast<uint8_t>(offset);
+  return true;
+}
+
+int runIecsRead(CommandContext& context) {
+  IecsTarget target;
+  if (!chooseIecsTarget(context, target)) return kExitUsage;
+  std::vector<uint8_t> bytes(target.length);
+  const Status s = utils().iecsReadWithLocalRouterHandle(target.handle, target.bus, target.device, target.offset,
+                                                         static_cast<uint32_t>(bytes.size()), bytes.data());
+  if (s != status::kSuccess) return context.failure("IECS read: " + describeStatus(s));
+  std::string line;
+  for (uint8_t byte : bytes) appendf(line, "%s%02x", line.empty() ? "" : " ", byte);
+  context.out() << line << "\n";
+  return kExitSuccess;
+}
+
+int runIecsWrite(CommandContext& context) {
+  IecsTarget target;
+  std::vector<uint8_t> bytes;
+  if (!chooseIecsTarget(context, target)) return kExitUsage;
+  std::string error = parseHexBytes(*context.args().value("data"), bytes);
+  if (!error.empty()) return context.usageError("--data: " + error);
+  if (bytes.empty() || bytes.size() > kMaxIecsLength) return context.usageError("--data: give 1 to 64 bytes");
+  if (context.args().has("length") && target.length != bytes.size())
+    return context.usageError(textf("--length %llu does not match the %zu bytes of --data", ull(target.length),
+                                    bytes.size()));
+  const Status s = utils().iecsWriteWithLocalRouterHandle(target.handle, target.bus, target.device, target.offset,
+                                                          static_cast<uint32_t>(bytes.size()), bytes.data());
+  if (s != status::kSuccess) return context.failure("IECS write: " + describeStatus(s));
+  return kExitSuccess;
+}
+
+// ---- The families ----
+
+const Command kListCommands[] = {{.name = "list",
+                                  .operands = "",
+                                  .summary = "controllers, routers and their adapters as a tree",
+                                  .details = "",
+                                  .options = {},
+                                  .needsHost = true,
+                                  .run = runList}};
+const Command kPathsCommands[] = {{.name = "paths",
+                                   .operands = "",
+                                   .summary = "every path the driver set up, checked against the hardware",
+                                   .details = "",
+                                   .options = {},
+                                   .needsHost = true,
+                                   .run = runPaths}};
+const Command kReadCommands[] = {{.name = "read",
+                                  .operands = "",
+                                  .summary = "read configuration double words of a router",
+                                  .details = kAccessDetails,
+                                  .options = kReadOptions,
+                                  .needsHost = true,
+                                  .run = runRead}};
+const Command kWriteCommands[] = {{.name = "write",
+                                   .operands = "",
+                                   .summary = "write one configuration double word of a router",
+                                   .details = kAccessDetails,
+                                   .options = kWriteOptions,
+                                   .needsHost = true,
+                                   .run = runWrite}};
+const Command kIecsCommands[] = {
+    {.name = "read",
+     .operands = "",
+     .summary = "read bytes of an IECS device",
+     .details = "",
+     .options = kIecsReadOptions,
+     .needsHost = true,
+     .run = runIecsRead},
+    {.name = "write",
+     .operands = "",
+     .summary = "write bytes to an IECS device",
+     .details = "",
+     .options = kIecsWriteOptions,
+     .needsHost = true,
+     .run = runIecsWrite},
+};
+
+const CommandFamily kListFamily = {"list", "controllers, routers and adapters as a tree", kListCommands};
+const CommandFamily kPathsFamily = {"paths", "the paths report", kPathsCommands};
+const CommandFamily kReadFamily = {"read", "read configuration double words", kReadCommands};
+const CommandFamily kWriteFamily = {"write", "write a configuration double word", kWriteCommands};
+const CommandFamily kIecsFamily = {"iecs", "IECS transfers through a controller", kIecsCommands};
+
+}  // namespace
+
+const CommandFamily& listFamily() { return kListFamily; }
+const CommandFamily& pathsFamily() { return kPathsFamily; }
+const CommandFamily& readFamily() { return kReadFamily; }
+const CommandFamily& writeFamily() { return kWriteFamily; }
+const CommandFamily& iecsFamily() { return kIecsFamily; }
+
+}  // namespace tbt::cli
