@@ -22,7 +22,7 @@ SimHost::SimHost() : document_(std::make_unique<nlohmann::json>(nlohmann::json::
   installStandardShellCommands();
 }
 
-SimHost::~SimHost() { closeSystemLog(); }
+SimHost::~SimHost() = default;
 
 Router* SimHost::router(size_t controller, uint64_t route) const {
   if (controller >= controllers_.size()) return nullptr;

@@ -187,8 +187,6 @@ class SimHost {
   Status iecsAccess(bool write, size_t controller, uint64_t route, uint32_t bus, uint32_t device, uint32_t offset,
                     uint8_t* readData, const uint8_t* writeData, uint32_t length);
   void installStandardShellCommands();
-  void echoLogLine(std::string_view text);
-  void closeSystemLog();
 
   HostFacts facts_;
   std::vector<Controller> controllers_;
@@ -216,7 +214,6 @@ class SimHost {
   std::string printed_;
   bool echo_ = false;
   std::string ident_ = "updatechecker";
-  bool syslogOpen_ = false;
   std::unique_ptr<nlohmann::json> document_;
 };
 

@@ -6,13 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include "host_loader.h"
+#include "platform/plist.h"
 #include "sim/sim_parts.h"
 #include "sim/sim_registry.h"
-
-#if __has_include("platform/plist.h")
-#include "platform/plist.h"
-#define TBT_SIM_HAVE_PLIST 1
-#endif
 
 namespace tbt::sim {
 
@@ -29,13 +25,7 @@ ControllerDriver& SimPlatform::controllerDriver() { return *driver_; }
 HostServices& SimPlatform::host() { return *services_; }
 
 std::optional<PropertyDict> SimHostServices::readPropertyList(const std::string& path) {
-#ifdef TBT_SIM_HAVE_PLIST
   return readPropertyListFile(path);
-#else
-  // TODO: answer with the property-list reader once platform/plist.h exists.
-  (void)path;
-  return std::nullopt;
-#endif
 }
 
 std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error) {
