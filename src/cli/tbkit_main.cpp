@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "cli/drom_commands.h"
+#include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
 #include "cli/topology_commands.h"
 #include "platform/text.h"
@@ -22,6 +23,7 @@ constexpr const char* kProgram = "tbkit";
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
     &dromFamily(), &listFamily(), &pathsFamily(), &readFamily(), &writeFamily(), &iecsFamily(),
+    &eepromFamily(), &nvmFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {

@@ -1,0 +1,138 @@
+#include "cli/eeprom_commands.h"
+
+#include <ostream>
+#include <vector>
+
+#include "eeprom/ee_register.h"
+#include "platform/text.h"
+#include "toolkit/utilities.h"
+
+namespace tbt::cli {
+namespace {
+
+// EEPROM and NVM mailbox addresses are 16 bits wide.
+constexpr uint64_t kMaxAddress = 0xFFFF;
+constexpr uint64_t kMaxLength = 0x10000;
+constexpr uint32_t kDumpRow = 16;
+
+ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
+
+std::string statusText(Status status) {
+  const char* name = statusName(status);
+  return name != nullptr ? textf("0x%08x (%s)", status, name) : textf("0x%08x", status);
+}
+
+// The switch, the address and, for reads, the length the options name.
+struct Target {
+  LocalRouterHandle handle;
+  uint16_t offset = 0;
+  uint32_t length = 0;
+};
+
+bool chooseTarget(CommandContext& context, Target& target) {
+  uint64_t route = 0, routerID = 0, offset = 0, length = 0;
+  if (!context.number("route", UINT64_MAX, route) || !context.number("rid", 0xFF, routerID) ||
+      !context.number("offset", kMaxAddress, offset) || !context.number("length", kMaxLength, length))
+    return false;
+  target.handle.setRoute(route);
+  target.handle.setRouterID(static_cast<uint8_t>(routerID));
+  target.offset = static_cast<uint16_t>(offset);
+  target.length = static_cast<uint32_t>(length);
+  return true;
+}
+
+// Rows of 16 bytes, each led by the address of its first byte.
+void printBytes(std::ostream& out, uint32_t address, const std::vector<uint8_t>& bytes) {
+  std::string text;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i % kDumpRow == 0) appendf(text, "%s0x%04zx:", i ? "\n" : "", (address + i) & kMaxAddress);
+    appendf(text, " %02x", bytes[i]);
+  }
+  out << text << (bytes.empty() ? "" : "\n");
+}
+
+// The DFT capability that holds the switch's EEPROM pins.
+bool findEepromPins(CommandContext& context, Target& target, uint8_t& dft) {
+  const Status s = utils().findCapabilityAtRouterHandle(dft, eeprom::kDftCapability, eeprom::kCapabilityMask,
+                                                        target.handle, 0, kDeviceSpace);
+  if (s != status::kSuccess) context.failure("no EEPROM pins (DFT capability): " + statusText(s));
+  return s == status::kSuccess;
+}
+
+int runEepromRead(CommandContext& context) {
+  Target target;
+  uint8_t dft = 0;
+  if (!chooseTarget(context, target)) return kExitUsage;
+  if (!findEepromPins(context, target, dft)) return kExitFailure;
+  std::vector<uint8_t> bytes(target.length);
+  const Status s = utils().eeMultiByteRead(bytes.data(), target.length, target.offset, target.handle, dft);
+  if (s != status::kSuccess) return context.failure("EEPROM read failed: " + statusText(s));
+  printBytes(context.out(), target.offset, bytes);
+  return kExitSuccess;
+}
+
+int runEepromWrite(CommandContext& context) {
+  Target target;
+  std::vector<uint8_t> bytes;
+  if (!chooseTarget(context, target)) return kExitUsage;
+  std::string error = parseHexBytes(*context.args().value("data"), bytes);
+  if (error.empty() && bytes.size() > kMaxLength) error = "more bytes than the EEPROM's 64 KiB";
+  if (!error.empty()) return context.usageError("--data: " + error);
+  uint8_t dft = 0;
+  if (!findEepromPins(context, target, dft)) return kExitFailure;
+  const Status s =
+      utils().eeMultiByteWrite(bytes.data(), static_cast<uint32_t>(bytes.size()), target.offset, target.handle, dft);
+  if (s != status::kSuccess) return context.failure("EEPROM write failed: " + statusText(s));
+  context.out() << textf("wrote %zu bytes at 0x%04x\n", bytes.size(), target.offset);
+  return kExitSuccess;
+}
+
+int runNvmRead(CommandContext& context) {
+  Target target;
+  if (!chooseTarget(context, target)) return kExitUsage;
+  std::vector<uint8_t> bytes(target.length);
+  const Status s = utils().nvmRead(bytes.data(), target.length, target.offset, target.handle);
+  if (s != status::kSuccess) return context.failure("NVM read failed: " + statusText(s));
+  printBytes(context.out(), target.offset, bytes);
+  return kExitSuccess;
+}
+
+constexpr OptionSpec kRoute = {.name = "route", .valueName = "R", .help = "the switch's route string", .required = true};
+constexpr OptionSpec kRouterID = {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"};
+constexpr OptionSpec kOffset = {.name = "offset", .valueName = "O", .help = "the first byte's address (16 bits)",
+                                .required = true};
+constexpr OptionSpec kLength = {.name = "length", .valueName = "N", .help = "how many bytes", .required = true};
+
+const OptionSpec kReadOptions[] = {kRoute, kRouterID, kOffset, kLength};
+const OptionSpec kWriteOptions[] = {
+    kRoute, kRouterID, kOffset,
+    {.name = "data", .valueName = "HEX", .help = "the bytes to write, as hex digit pairs", .required = true}};
+
+const Command kEepromCommands[] = {
+    {.name = "read", .operands = "", .summary = "read bytes of a switch's EEPROM, each read twice until both agree",
+     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
+                "at 0xFFFF. Numbers are decimal or 0x-hex.\n",
+     .options = kReadOptions, .needsHost = true, .run = runEepromRead},
+    {.name = "write", .operands = "", .summary = "write bytes to a switch's EEPROM, each read back",
+     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
+                "at 0xFFFF. A simulated host keeps the change for this run only.\n",
+     .options = kWriteOptions, .needsHost = true, .run = runEepromWrite},
+};
+
+const Command kNvmCommands[] = {
+    {.name = "read", .operands = "", .summary = "read bytes of a switch's NVM",
+     .details = "Reads through the link controller's NVM mailbox in 64-byte requests; a switch\n"
+                "without a link controller is read from its EEPROM instead. The mailbox takes\n"
+                "dword-aligned addresses. Numbers are decimal or 0x-hex.\n",
+     .options = kReadOptions, .needsHost = true, .run = runNvmRead},
+};
+
+const CommandFamily kEepromFamily = {"eeprom", "a switch's serial EEPROM: verified reads and writes", kEepromCommands};
+const CommandFamily kNvmFamily = {"nvm", "a switch's NVM through its link controller", kNvmCommands};
+
+}  // namespace
+
+const CommandFamily& eepromFamily() { return kEepromFamily; }
+const CommandFamily& nvmFamily() { return kNvmFamily; }
+
+}  // namespace tbt::cli

@@ -1,0 +1,64 @@
+// tbkit eeprom and nvm: the commands end to end on a simulated host file.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "cli/tbkit_main.h"
+#include "support/host_builder.h"
+
+namespace tbt::cli {
+namespace {
+
+struct CommandCase {
+  const char* name;
+  std::vector<std::string> args;
+  int status;
+  const char* out;
+  const char* err;  // how the error line starts
+};
+
+class EepromCommands : public ::testing::TestWithParam<CommandCase> {
+ protected:
+  static void SetUpTestSuite() {
+    test::SwitchHostBuilder b(0x1);
+    b.identity(0x15678086).dft(0x40, 0x100).linkController(0x50, 0x10, 200);
+    b.eeprom(2048, {{0x7FE, "0102"}, {0, "03"}}).nvm({{0x10, "a0a1a2a3a4"}});
+    std::ofstream(hostFile()) << b.json();
+  }
+  static void TearDownTestSuite() { std::filesystem::remove(hostFile()); }
+  static std::string hostFile() {
+    return (std::filesystem::temp_directory_path() / "tbkit-eeprom-commands.json").string();
+  }
+};
+
+TEST_P(EepromCommands, Run) {
+  const CommandCase& c = GetParam();
+  std::vector<std::string> args = c.args;
+  args.push_back("--host=sim:" + hostFile());
+  std::ostringstream out, err;
+  EXPECT_EQ(runTbkit(args, out, err), c.status);
+  EXPECT_EQ(out.str(), c.out);
+  EXPECT_TRUE(err.str().starts_with(c.err)) << err.str();
+  EXPECT_EQ(err.str().empty(), *c.err == '\0');
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, EepromCommands,
+    ::testing::Values(
+        CommandCase{"eepromReadWraps", {"eeprom", "read", "--route", "1", "--offset", "0x7fe", "--length", "3"}, 0,
+                    "0x07fe: 01 02 03\n", ""},
+        CommandCase{"eepromWrite", {"eeprom", "write", "--route", "1", "--offset", "4", "--data", "beef"}, 0,
+                    "wrote 2 bytes at 0x0004\n", ""},
+        CommandCase{"nvmRead", {"nvm", "read", "--route", "1", "--offset", "0x10", "--length", "5"}, 0,
+                    "0x0010: a0 a1 a2 a3 a4\n", ""},
+        CommandCase{"noSwitchThere", {"eeprom", "read", "--route", "2", "--offset", "0", "--length", "1"}, 1, "",
+                    "tbkit eeprom read: no EEPROM pins (DFT capability): 0xe00002d6 (time-out)\n"},
+        CommandCase{"badData", {"eeprom", "write", "--route", "1", "--offset", "0", "--data", "xyz"}, 2, "",
+                    "tbkit eeprom write: --data: "}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tbt::cli
