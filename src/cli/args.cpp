@@ -27,7 +27,9 @@ int hexDigit(char c) {
   return -1;
 }
 
-bool hasHexPrefix(std::string_view text) { return text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'); }
+bool hasHexPrefix(std::string_view text) {
+  return text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+}
 
 // Splits one argument into the option it names and an attached value.
 std::string resolveOption(std::span<const OptionSpec> specs, const std::string& arg, const OptionSpec*& spec,
@@ -99,7 +101,8 @@ std::string parseNumber(std::string_view text, uint64_t maxValue, uint64_t& valu
   const bool hex = hasHexPrefix(text);
   std::string_view digits = hex ? text.substr(2) : text;
   const uint64_t base = hex ? 16 : 10;
-  if (digits.empty()) return textf("'%.*s' is not a number (decimal or 0x-hex)", static_cast<int>(text.size()), text.data());
+  if (digits.empty())
+    return textf("'%.*s' is not a number (decimal or 0x-hex)", static_cast<int>(text.size()), text.data());
   uint64_t result = 0;
   for (char c : digits) {
     int digit = hexDigit(c);
@@ -119,7 +122,8 @@ std::string parseNumber(std::string_view text, uint64_t maxValue, uint64_t& valu
 
 std::string parseHexBytes(std::string_view text, std::vector<uint8_t>& bytes) {
   std::string_view digits = hasHexPrefix(text) ? text.substr(2) : text;
-  if (digits.size() % 2 != 0) return textf("'%.*s' has an odd number of hex digits", static_cast<int>(text.size()), text.data());
+  if (digits.size() % 2 != 0)
+    return textf("'%.*s' has an odd number of hex digits", static_cast<int>(text.size()), text.data());
   std::vector<uint8_t> result;
   for (size_t i = 0; i < digits.size(); i += 2) {
     int high = hexDigit(digits[i]);
@@ -135,7 +139,8 @@ std::string optionsHelp(std::span<const OptionSpec> specs) {
   std::vector<std::string> heads;
   size_t widest = 0;
   for (const OptionSpec& spec : specs) {
-    std::string head = spec.shortName != 0 ? textf("-%c, --%s", spec.shortName, spec.name) : textf("    --%s", spec.name);
+    std::string head =
+        spec.shortName != 0 ? textf("-%c, --%s", spec.shortName, spec.name) : textf("    --%s", spec.name);
     if (spec.valueName != nullptr) appendf(head, " %s", spec.valueName);
     widest = std::max(widest, head.size());
     heads.push_back(std::move(head));

@@ -13,11 +13,11 @@ namespace tbt::cli {
 
 /// One option a command accepts: --name, --name=VALUE, --name VALUE, -x VALUE.
 struct OptionSpec {
-  const char* name;                  // long name without the dashes
-  char shortName = 0;                // one-letter form, or 0
-  const char* valueName = nullptr;   // shown in help; null for a flag
+  const char* name;                 // long name without the dashes
+  char shortName = 0;               // one-letter form, or 0
+  const char* valueName = nullptr;  // shown in help; null for a flag
   const char* help = "";
-  bool repeatable = false;           // may be given more than once
+  bool repeatable = false;  // may be given more than once
   bool required = false;
 };
 

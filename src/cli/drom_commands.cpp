@@ -20,6 +20,8 @@ constexpr size_t kMaxGenericData = 255 - 2;
 constexpr uint64_t kMaxEntryPort = 0x3F;
 constexpr uint64_t kMaxGenericType = 0x3F;
 constexpr uint8_t kDefaultWidth = 16;
+// The map parse uses without --port-map (its help names it too).
+constexpr const char* kDefaultParseMap = "lane6-pcie4-dp3";
 
 std::string describeStatus(Status status) {
   const char* name = status == kDromChecksumMismatch ? "checksum mismatch" : statusName(status);
@@ -33,7 +35,8 @@ DromOutput commandOutput(CommandContext& context, bool printAlways) {
   std::ostream& out = context.out();
   std::ostream& err = context.err();
   if (printAlways || context.verbose()) output.print = [&out](std::string_view text) { out << text; };
-  if (context.verbose()) output.log = [&err](std::string_view text) { err << text << (text.ends_with('\n') ? "" : "\n"); };
+  if (context.verbose())
+    output.log = [&err](std::string_view text) { err << text << (text.ends_with('\n') ? "" : "\n"); };
   return output;
 }
 
@@ -64,7 +67,7 @@ bool readImage(CommandContext& context, std::vector<uint8_t>& bytes) {
 
 bool portMapOption(CommandContext& context, std::vector<PortMapPair>& pairs) {
   const std::string* text = context.args().value("port-map");
-  std::string error = parsePortMapArgument(text != nullptr ? *text : namedPortMaps()[0].name, pairs);
+  std::string error = parsePortMapArgument(text != nullptr ? *text : kDefaultParseMap, pairs);
   if (!error.empty()) context.usageError("--port-map: " + error);
   return error.empty();
 }
@@ -80,8 +83,8 @@ int runParse(CommandContext& context) {
   Status status = drom.parseROMDataIgnoreCRCs(image.empty() ? &kNoByte : image.data(),
                                               static_cast<uint32_t>(image.size()), context.args().has("ignore-crcs"));
   if (status != status::kSuccess)
-    return context.failure(textf("%s: parse failed: %s", context.args().operands()[0].c_str(),
-                                 describeStatus(status).c_str()));
+    return context.failure(
+        textf("%s: parse failed: %s", context.args().operands()[0].c_str(), describeStatus(status).c_str()));
   return kExitSuccess;
 }
 
@@ -141,8 +144,8 @@ int runBuild(CommandContext& context) {
   uint32_t size = 0;
   const uint8_t* image = drom.getBytesWithSize(size);
   if (size > kMaxBuiltImage)
-    return context.failure(textf("the image of %u bytes is longer than its length field can say (%u)", size,
-                                 kMaxBuiltImage));
+    return context.failure(
+        textf("the image of %u bytes is longer than its length field can say (%u)", size, kMaxBuiltImage));
   const std::string* path = context.args().value("output");
   if (path == nullptr) {
     context.out() << hexDumpText(image, size, kDefaultWidth);
@@ -160,7 +163,8 @@ int runDump(CommandContext& context) {
   if (const std::string* text = context.args().value("style")) {
     size_t i = 0;
     while (i < std::size(kStyles) && *text != kStyles[i]) ++i;
-    if (i == std::size(kStyles)) return context.usageError(textf("--style: '%s' is not dump, code or plain", text->c_str()));
+    if (i == std::size(kStyles))
+      return context.usageError(textf("--style: '%s' is not dump, code or plain", text->c_str()));
     style = static_cast<uint8_t>(i);
   }
   uint64_t width = kDefaultWidth;
@@ -170,15 +174,15 @@ int runDump(CommandContext& context) {
   if (!readImage(context, bytes)) return kExitFailure;
   static const uint8_t kNoByte = 0;
   DromOutput output = commandOutput(context, true);
-  std::optional<std::string> text = decodeAsRaw(bytes.empty() ? &kNoByte : bytes.data(),
-                                                static_cast<uint32_t>(bytes.size()), static_cast<uint8_t>(width),
-                                                style, output);
+  std::optional<std::string> text =
+      decodeAsRaw(bytes.empty() ? &kNoByte : bytes.data(), static_cast<uint32_t>(bytes.size()),
+                  static_cast<uint8_t>(width), style, output);
   context.out() << text.value_or("") << "\n";
   return kExitSuccess;
 }
 
 const OptionSpec kParseOptions[] = {
-    {.name = "port-map", .valueName = "NAME|LIST", .help = "what each port is (default: the first named map)"},
+    {.name = "port-map", .valueName = "NAME|LIST", .help = "what each port is (default: lane6-pcie4-dp3)"},
     {.name = "ignore-crcs", .help = "report checksum mismatches but parse on"},
 };
 
@@ -189,13 +193,20 @@ const OptionSpec kBuildOptions[] = {
     {.name = "model-id", .valueName = "M", .help = "the model ID (16 bits)", .required = true},
     {.name = "vendor-name", .valueName = "S", .help = "the vendor name"},
     {.name = "model-name", .valueName = "S", .help = "the model name"},
-    {.name = "generic", .valueName = "TYPE:HEX", .help = "a generic entry: type 0-63 and its data bytes in hex",
+    {.name = "generic",
+     .valueName = "TYPE:HEX",
+     .help = "a generic entry: type 0-63 and its data bytes in hex",
      .repeatable = true},
-    {.name = "output", .shortName = 'o', .valueName = "FILE", .help = "write the image to FILE (default: print its hex dump)"},
+    {.name = "output",
+     .shortName = 'o',
+     .valueName = "FILE",
+     .help = "write the image to FILE (default: print its hex dump)"},
 };
 
 const OptionSpec kDumpOptions[] = {
-    {.name = "style", .valueName = "dump|code|plain", .help = "offsets and hex, a C initialiser, or plain hex (default: dump)"},
+    {.name = "style",
+     .valueName = "dump|code|plain",
+     .help = "offsets and hex, a C initialiser, or plain hex (default: dump)"},
     {.name = "width", .valueName = "N", .help = "bytes per row, 1 to 255 (default: 16)"},
 };
 
@@ -225,12 +236,28 @@ const std::string& buildDetails() {
 }
 
 const Command kDromCommands[] = {
-    {.name = "parse", .operands = "FILE", .summary = "parse a DROM image and print its fields",
-     .details = parseDetails().c_str(), .options = kParseOptions, .minOperands = 1, .maxOperands = 1, .run = runParse},
-    {.name = "build", .operands = "", .summary = "build a DROM image from a port map, IDs, names and entries",
-     .details = buildDetails().c_str(), .options = kBuildOptions, .run = runBuild},
-    {.name = "dump", .operands = "FILE", .summary = "render a file's bytes as a dump, C code or plain hex",
-     .details = "", .options = kDumpOptions, .minOperands = 1, .maxOperands = 1, .run = runDump},
+    {.name = "parse",
+     .operands = "FILE",
+     .summary = "parse a DROM image and print its fields",
+     .details = parseDetails().c_str(),
+     .options = kParseOptions,
+     .minOperands = 1,
+     .maxOperands = 1,
+     .run = runParse},
+    {.name = "build",
+     .operands = "",
+     .summary = "build a DROM image from a port map, IDs, names and entries",
+     .details = buildDetails().c_str(),
+     .options = kBuildOptions,
+     .run = runBuild},
+    {.name = "dump",
+     .operands = "FILE",
+     .summary = "render a file's bytes as a dump, C code or plain hex",
+     .details = "",
+     .options = kDumpOptions,
+     .minOperands = 1,
+     .maxOperands = 1,
+     .run = runDump},
 };
 
 const CommandFamily kDromFamily = {"drom", "device ROM images: parse, build and dump", kDromCommands};
@@ -243,8 +270,8 @@ std::string parsePortMapArgument(std::string_view text, std::vector<PortMapPair>
   if (text.find(':') == std::string_view::npos) {
     const NamedPortMap* map = findNamedPortMap(text);
     if (map == nullptr)
-      return textf("'%.*s' is neither a port map (%s) nor a port:type list", static_cast<int>(text.size()),
-                   text.data(), portMapNames().c_str());
+      return textf("'%.*s' is neither a port map (%s) nor a port:type list", static_cast<int>(text.size()), text.data(),
+                   portMapNames().c_str());
     pairs.assign(map->pairs.begin(), map->pairs.end());
     return std::string();
   }
@@ -252,7 +279,8 @@ std::string parsePortMapArgument(std::string_view text, std::vector<PortMapPair>
   size_t start = 0;
   while (start <= text.size()) {
     size_t comma = text.find(',', start);
-    std::string_view item = text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
+    std::string_view item =
+        text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
     PortMapPair pair;
     std::string error = parsePortMapPair(item, pair);
     if (!error.empty()) return error;

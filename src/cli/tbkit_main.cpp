@@ -1,13 +1,14 @@
 #include "cli/tbkit_main.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <iostream>
 #include <optional>
-#include <unistd.h>
 
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
@@ -22,8 +23,8 @@ constexpr const char* kProgram = "tbkit";
 
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
-    &dromFamily(), &listFamily(), &pathsFamily(), &readFamily(), &writeFamily(), &iecsFamily(),
-    &eepromFamily(), &nvmFamily(),
+    &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(),
+    &writeFamily(), &iecsFamily(), &eepromFamily(), &nvmFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
@@ -33,8 +34,9 @@ const OptionSpec kCommonOptions[] = {
 
 const OptionSpec kHostOption = {.name = "host",
                                 .valueName = "sim|sim:FILE",
-                                .help = "the host: the built-in simulated host or one described by FILE "
-                                        "(default: $TBT_HOST)"};
+                                .help =
+                                    "the host: the built-in simulated host or one described by FILE "
+                                    "(default: $TBT_HOST)"};
 
 std::vector<OptionSpec> optionsOf(const Command& command) {
   std::vector<OptionSpec> options(command.options.begin(), command.options.end());

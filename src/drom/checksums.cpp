@@ -34,7 +34,8 @@ uint8_t crc8(const uint8_t* bytes, int32_t count) {
   uint8_t crc = 0xFF;
   for (int32_t i = 0; i < count; ++i) {
     crc ^= bytes[i];
-    for (int bit = 0; bit < 8; ++bit) crc = (crc & 0x80) ? static_cast<uint8_t>((crc << 1) ^ 0x07) : static_cast<uint8_t>(crc << 1);
+    for (int bit = 0; bit < 8; ++bit)
+      crc = (crc & 0x80) ? static_cast<uint8_t>((crc << 1) ^ 0x07) : static_cast<uint8_t>(crc << 1);
   }
   return crc;
 }

@@ -5,25 +5,28 @@
 #include "platform/text.h"
 
 namespace tbt {
+namespace {
+
+void emit(const std::function<void(std::string_view)>& sink, const char* format, va_list args) {
+  if (sink) sink(vtextf(format, args));
+}
+
+}  // namespace
 
 DROM::DROM(DromOutput output) : mOutput(std::move(output)) {}
 
 void DROM::print(const char* format, ...) const {
-  if (!mOutput.print) return;
   va_list args;
   va_start(args, format);
-  std::string text = vtextf(format, args);
+  emit(mOutput.print, format, args);
   va_end(args);
-  mOutput.print(text);
 }
 
 void DROM::logLine(const char* format, ...) const {
-  if (!mOutput.log) return;
   va_list args;
   va_start(args, format);
-  std::string text = vtextf(format, args);
+  emit(mOutput.log, format, args);
   va_end(args);
-  mOutput.log(text);
 }
 
 }  // namespace tbt

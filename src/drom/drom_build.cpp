@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <initializer_list>
 
 #include "drom/checksums.h"
 #include "drom/drom.h"
@@ -17,8 +18,6 @@ constexpr uint32_t kROMAllocSize = 4096;
 // the steps stay inside it even for an image that fills the buffer.
 constexpr size_t kSecurityBlockReach = 497;
 
-constexpr uint8_t kAdapterEntryBit = 0x80;
-constexpr uint8_t kPortOrTypeMask = 0x3F;
 // The builder's length field keeps 10 bits: the low byte and bits 9..8.
 constexpr uint32_t kLengthHighBits = 0x3;
 
@@ -26,7 +25,21 @@ void putLE(uint8_t* out, uint64_t value, size_t count) {
   for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-uint8_t adapterHead(uint8_t port) { return static_cast<uint8_t>(kAdapterEntryBit | (port & kPortOrTypeMask)); }
+uint8_t adapterHead(uint8_t port) {
+  return static_cast<uint8_t>(drom_layout::kAdapterEntryBit | (port & drom_layout::kPortOrTypeMask));
+}
+
+// An adapter entry of the given length: its head, then every field of the
+// tables that fits in it.
+template <class Fields>
+std::vector<uint8_t> adapterEntry(uint8_t port, uint8_t length, const Fields& fields,
+                                  std::initializer_list<std::span<const drom_layout::EntryField<Fields>>> tables) {
+  std::vector<uint8_t> entry(length, 0);
+  entry[0] = length;
+  entry[1] = adapterHead(port);
+  for (const auto& rows : tables) drom_layout::encodeFields(rows, fields, entry);
+  return entry;
+}
 
 // Stores a name the way both setters do: at most 253 characters and the terminator.
 uint16_t storeName(std::array<char, kDromGenericDataSize>& field, const char* name) {
@@ -57,32 +70,24 @@ void DROM::romCopy(const uint8_t* source, size_t count) {
 
 void DROM::encodeSimplePort(const PortRecord&, uint8_t port, bool disabled) {
   const uint8_t entry[] = {drom_layout::kSimpleEntryLength,
-                           static_cast<uint8_t>(adapterHead(port) | (disabled ? 0x40 : 0))};
+                           static_cast<uint8_t>(adapterHead(port) | (disabled ? drom_layout::kDisabledBit : 0))};
   appendEntry(entry);
 }
 
 void DROM::encodeNullPort(const PortRecord& record, uint8_t port) {
   if (record.disabled) return encodeSimplePort(record, port, true);
-  std::array<uint8_t, drom_layout::kLaneEntryLength> entry{drom_layout::kLaneEntryLength, adapterHead(port)};
-  drom_layout::encodeFields(drom_layout::laneFields(), record.lane, entry);
-  appendEntry(entry);
+  appendEntry(adapterEntry(port, drom_layout::kLaneEntryLength, record.lane, {drom_layout::laneFields()}));
 }
 
 void DROM::encodePCIPort(const PortRecord& record, uint8_t port) {
   if (record.disabled) return encodeSimplePort(record, port, true);
   const uint8_t length = record.pci.isUpAdapter ? drom_layout::kPCIeUpEntryLength : drom_layout::kPCIeDownEntryLength;
-  std::array<uint8_t, drom_layout::kPCIeUpEntryLength> storage{length, adapterHead(port)};
-  std::span<uint8_t> entry(storage.data(), length);
-  drom_layout::encodeFields(drom_layout::pcieHeadFields(), record.pci, entry);
-  drom_layout::encodeFields(drom_layout::pcieUpFields(), record.pci, entry);
-  appendEntry(entry);
+  appendEntry(adapterEntry(port, length, record.pci, {drom_layout::pcieHeadFields(), drom_layout::pcieUpFields()}));
 }
 
 void DROM::encodeDPPort(const PortRecord& record, uint8_t port) {
   if (record.disabled) return encodeSimplePort(record, port, true);
-  std::array<uint8_t, drom_layout::kDPEntryLength> entry{drom_layout::kDPEntryLength, adapterHead(port)};
-  drom_layout::encodeFields(drom_layout::dpFields(), record.dp, entry);
-  appendEntry(entry);
+  appendEntry(adapterEntry(port, drom_layout::kDPEntryLength, record.dp, {drom_layout::dpFields()}));
 }
 
 void DROM::setVendorName(const char* name) {
@@ -145,9 +150,15 @@ void DROM::encodePorts() {
     const uint8_t port = static_cast<uint8_t>(pair.port);
     const PortRecord& record = builderRecord(pair.port);
     switch (pair.type & kAdapterClassMask) {
-      case kLaneAdapterClass: encodeNullPort(record, port); break;
-      case kPCIeAdapterClass: encodePCIPort(record, port); break;
-      case kDPAdapterClass: encodeDPPort(record, port); break;
+      case kLaneAdapterClass:
+        encodeNullPort(record, port);
+        break;
+      case kPCIeAdapterClass:
+        encodePCIPort(record, port);
+        break;
+      case kDPAdapterClass:
+        encodeDPPort(record, port);
+        break;
       default:
         print("Found unknown adapter type, 0x%06x, for port %d", pair.type, static_cast<int>(pair.port));
         break;
@@ -172,7 +183,8 @@ void DROM::encodeGenerics() {
   // byte that no longer matches the (at most 254) bytes written.
   for (const auto& [type, data] : mGenericsArray) {
     const size_t copied = std::min(data.size(), kDromGenericDataSize);
-    const uint8_t head[] = {static_cast<uint8_t>(data.size() + 2), static_cast<uint8_t>(type & kPortOrTypeMask)};
+    const uint8_t head[] = {static_cast<uint8_t>(data.size() + 2),
+                            static_cast<uint8_t>(type & drom_layout::kPortOrTypeMask)};
     appendEntry(head);
     romCopy(data.data(), copied);
   }

@@ -24,10 +24,6 @@ uint64_t readUid(const uint8_t* bytes) {
   return static_cast<uint64_t>(readLE(bytes, 4)) | (static_cast<uint64_t>(readLE(bytes + 4, 4)) << 32);
 }
 
-constexpr uint8_t kAdapterEntryBit = 0x80;
-constexpr uint8_t kDisabledBit = 0x40;
-constexpr uint8_t kPortOrTypeMask = 0x3F;
-
 }  // namespace
 
 Status DROM::parseROMData(const uint8_t* buffer, uint32_t size) { return parseROMDataIgnoreCRCs(buffer, size, false); }
@@ -113,8 +109,8 @@ Status DROM::walkEntries(const uint8_t* buffer, uint32_t size) {
       break;
     }
     bool inside = available >= drom_layout::kEntryHeadSize &&
-                  ((entry[1] & kAdapterEntryBit) ? parseAdapterEntry(entry, available, result)
-                                                 : parseGenericEntry(entry, available));
+                  ((entry[1] & drom_layout::kAdapterEntryBit) ? parseAdapterEntry(entry, available, result)
+                                                              : parseGenericEntry(entry, available));
     if (!inside) {
       print("entry at offset 0x%x reaches past the buffer end 0x%x\n", offset, size);
       result = status::kGeneralFailure;
@@ -132,7 +128,7 @@ bool DROM::parseGenericEntry(const uint8_t* entry, size_t available) {
   if (entryLength > available) return false;
   GenericRecord& record = fParsedROM.generics[mGenericsCount];
   ++mGenericsCount;
-  record.type = entry[1] & kPortOrTypeMask;
+  record.type = entry[1] & drom_layout::kPortOrTypeMask;
   record.dataSize = static_cast<uint8_t>(entryLength - drom_layout::kEntryHeadSize);
   print("Generic Entry: 0x%x\n", mGenericsCount);
   print("type: 0x%x\n", record.type);
@@ -152,7 +148,7 @@ bool DROM::parseGenericEntry(const uint8_t* entry, size_t available) {
 }
 
 bool DROM::parseAdapterEntry(const uint8_t* entry, size_t available, Status& result) {
-  const uint32_t port = entry[1] & kPortOrTypeMask;
+  const uint32_t port = entry[1] & drom_layout::kPortOrTypeMask;
   print("portNum: 0x%x\n", port);
   if (port == 0 || port > kDromPortRecords) {
     print("portNum %u is outside the %zu port records; entry skipped\n", port, kDromPortRecords);
@@ -171,7 +167,7 @@ bool DROM::parseAdapterEntry(const uint8_t* entry, size_t available, Status& res
     return true;
   }
   PortRecord& record = fParsedROM.ports[port - 1];
-  record.disabled = (entry[1] & kDisabledBit) != 0;
+  record.disabled = (entry[1] & drom_layout::kDisabledBit) != 0;
   print("disabled: 0x%x\n", record.disabled ? 1u : 0u);
   if (record.disabled) return true;
   return decodeAdapterFields(adapterClass, entry, available, record);

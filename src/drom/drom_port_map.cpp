@@ -26,8 +26,8 @@ std::span<const PortMapPair> DROM::getPortMap() {
 void DROM::logPortMap() const {
   if (!mOutput.log) return;
   std::vector<uint8_t> bytes = portMapBytes(mPortMap);
-  std::optional<std::string> text =
-      decodeAsRaw(bytes.empty() ? nullptr : bytes.data(), static_cast<uint32_t>(bytes.size()), 0, kRawStyleCode, mOutput);
+  std::optional<std::string> text = decodeAsRaw(bytes.empty() ? nullptr : bytes.data(),
+                                                static_cast<uint32_t>(bytes.size()), 0, kRawStyleCode, mOutput);
   logLine("Port Map:\n %s", text ? text->c_str() : "(null)");
 }
 

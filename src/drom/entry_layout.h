@@ -22,9 +22,9 @@ struct EntryField {
   uint8_t hi;          // bit range within those bytes
   uint8_t lo;
   std::variant<uint8_t Fields::*, uint16_t Fields::*> member;
-  uint8_t minEntryLength = 0;              // decoded only from entries at least this long
-  uint8_t Fields::* decodeGate = nullptr;  // decoded only when this earlier field is set
-  uint8_t Fields::* encodeGate = nullptr;  // encoded only when this field is set
+  uint8_t minEntryLength = 0;             // decoded only from entries at least this long
+  uint8_t Fields::*decodeGate = nullptr;  // decoded only when this earlier field is set
+  uint8_t Fields::*encodeGate = nullptr;  // encoded only when this field is set
 };
 
 /// Lane adapter entries: 8 bytes.
@@ -36,8 +36,13 @@ inline constexpr uint8_t kPCIeUpMinLength = 4;
 /// DisplayPort entries: the builder writes the 5-byte (v2) form; 4-byte entries are v1.
 inline constexpr uint8_t kDPEntryLength = 5;
 inline constexpr uint8_t kDPv1EntryLength = 4;
-/// Every entry starts with its length and the port or type byte.
+/// Every entry starts with its length and the port or type byte: bit 7 marks
+/// an adapter entry, bit 6 a disabled adapter, bits 5..0 hold the port
+/// number (adapter entries) or the type (generic entries).
 inline constexpr uint8_t kEntryHeadSize = 2;
+inline constexpr uint8_t kAdapterEntryBit = 0x80;
+inline constexpr uint8_t kDisabledBit = 0x40;
+inline constexpr uint8_t kPortOrTypeMask = 0x3F;
 /// A port-only entry: what a disabled adapter gets.
 inline constexpr uint8_t kSimpleEntryLength = 2;
 
@@ -61,15 +66,16 @@ inline uint32_t fieldMask(uint8_t hi, uint8_t lo) { return (1u << (hi - lo + 1))
 /// Returns false, leaving the remaining rows, when a field would lie past
 /// the available bytes.
 template <class Fields>
-bool decodeFields(std::span<const EntryField<Fields>> rows, const uint8_t* entry, size_t available,
-                  uint8_t entryLength, Fields& fields, std::string& text) {
+bool decodeFields(std::span<const EntryField<Fields>> rows, const uint8_t* entry, size_t available, uint8_t entryLength,
+                  Fields& fields, std::string& text) {
   for (const auto& row : rows) {
     if (entryLength < row.minEntryLength) continue;
     if (row.decodeGate != nullptr && fields.*(row.decodeGate) == 0) continue;
     if (static_cast<size_t>(row.byte) + row.size > available) return false;
     uint32_t value = (readWord(entry, row.byte, row.size) >> row.lo) & fieldMask(row.hi, row.lo);
-    std::visit([&](auto member) { fields.*member = static_cast<std::remove_reference_t<decltype(fields.*member)>>(value); },
-               row.member);
+    std::visit(
+        [&](auto member) { fields.*member = static_cast<std::remove_reference_t<decltype(fields.*member)>>(value); },
+        row.member);
     if (row.format != nullptr) appendf(text, row.format, value);
   }
   return true;

@@ -16,6 +16,7 @@ constexpr uint32_t kDPOut = 0x0E0102;
 
 // A table written with an end marker keeps it as its last pair; the maps
 // handed out stop before it, so no walk ever sees the marker.
+// clang-format off
 constexpr PortMapPair kThirteenPortSwitch[] = {
     {1, kLane},      {2, kLane},      {3, kLane},      {4, kLane},      {5, kLaneKind0},
     {6, kLaneKind2}, {7, kPCIeDown},  {8, kPCIeDown},  {9, kPCIeDown},  {10, kPCIeDown},
@@ -23,15 +24,15 @@ constexpr PortMapPair kThirteenPortSwitch[] = {
 };
 
 constexpr PortMapPair kLanePCIeUpDevice[] = {
-    {1, kLane},
-    {2, kPCIeUp},
+    {1, kLane},      {2, kPCIeUp},
 };
 
 constexpr PortMapPair kTwelvePortSwitch[] = {
-    {1, kLane},      {2, kLane},      {3, kLane},     {4, kLane},     {5, kLaneKind2},
-    {6, kPCIeDown},  {7, kPCIeDown},  {8, kPCIeDown}, {9, kPCIeDown}, {10, kDPOut},
+    {1, kLane},      {2, kLane},      {3, kLane},      {4, kLane},      {5, kLaneKind2},
+    {6, kPCIeDown},  {7, kPCIeDown},  {8, kPCIeDown},  {9, kPCIeDown},  {10, kDPOut},
     {11, kDPIn},     {12, kDPIn},     {0xFFFFFFFF, 0xFFFFFFFF},
 };
+// clang-format on
 
 template <size_t N>
 constexpr std::span<const PortMapPair> withoutEndMarker(const PortMapPair (&table)[N]) {

@@ -40,9 +40,9 @@ class DromCommands : public ::testing::Test {
 
 TEST_F(DromCommands, BuildWritesAtomicallyAndParsesBack) {
   const std::string image = path("image.bin");
-  Outcome built = tbkit({"drom", "build", "--port-map", "lane1-pcieup1", "--uid", "0x0123456789abcdef", "--vendor-id", "4660",
-                     "--model-id", "0x5678", "--vendor-name", "AB", "--model-name", "C", "--generic", "5:dead", "-o",
-                     image});
+  Outcome built =
+      tbkit({"drom", "build", "--port-map", "lane1-pcieup1", "--uid", "0x0123456789abcdef", "--vendor-id", "4660",
+             "--model-id", "0x5678", "--vendor-name", "AB", "--model-name", "C", "--generic", "5:dead", "-o", image});
   ASSERT_EQ(built.status, 0) << built.err;
   EXPECT_EQ(built.out, "wrote 46 bytes to " + image + "\n");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), std::filesystem::directory_iterator()), 1);
@@ -64,8 +64,8 @@ TEST_F(DromCommands, BadInputGetsOneLineAndAnExitCode) {
   const std::string missing = path("missing.bin");
   const std::string corrupt = path("corrupt.bin");
   std::ofstream(corrupt, std::ios::binary) << std::string(30, '\x01');
-  const std::vector<std::string> build = {"drom", "build", "--port-map", "lane1-pcieup1", "--vendor-id", "1",
-                                          "--model-id", "2"};
+  const std::vector<std::string> build = {"drom",        "build", "--port-map", "lane1-pcieup1",
+                                          "--vendor-id", "1",     "--model-id", "2"};
   struct Case {
     std::vector<std::string> args;
     int status;
@@ -76,20 +76,25 @@ TEST_F(DromCommands, BadInputGetsOneLineAndAnExitCode) {
     return extra;
   };
   const Case cases[] = {
-      {withBuild({"--uid", "12z"}), 2, "tbkit drom build: --uid: '12z' is not a number (decimal or 0x-hex) (see --help)\n"},
+      {withBuild({"--uid", "12z"}), 2,
+       "tbkit drom build: --uid: '12z' is not a number (decimal or 0x-hex) (see --help)\n"},
       {withBuild({}), 2, "tbkit drom build: missing --uid (see --help)\n"},
-      {withBuild({"--uid", "1", "--model-id", "3"}), 2, "tbkit drom build: --model-id given more than once (see --help)\n"},
+      {withBuild({"--uid", "1", "--model-id", "3"}), 2,
+       "tbkit drom build: --model-id given more than once (see --help)\n"},
       {withBuild({"--uid", "1", "--generic", "64:00"}), 2,
        "tbkit drom build: --generic: 64 is out of range (at most 0x3f) (see --help)\n"},
       {{"drom", "parse"}, 2, "tbkit drom parse: missing FILE (see --help)\n"},
-      {{"drom", "parse", corrupt, "--port-map", "nonesuch"}, 2,
+      {{"drom", "parse", corrupt, "--port-map", "nonesuch"},
+       2,
        "tbkit drom parse: --port-map: 'nonesuch' is neither a port map (lane6-pcie4-dp3, lane5-pcie4-dp3, "
        "lane1-pcieup1) nor a port:type list (see --help)\n"},
       {{"drom", "parse", missing}, 1, "tbkit drom parse: cannot read " + missing + ": No such file or directory\n"},
-      {{"drom", "parse", corrupt}, 1,
+      {{"drom", "parse", corrupt},
+       1,
        "tbkit drom parse: " + corrupt + ": parse failed: 0xe0000001 (checksum mismatch)\n"},
       {{"drom", "dump", corrupt, "--width"}, 2, "tbkit drom dump: --width needs a value (N) (see --help)\n"},
-      {{"drom", "dump", corrupt, "--style", "hex"}, 2,
+      {{"drom", "dump", corrupt, "--style", "hex"},
+       2,
        "tbkit drom dump: --style: 'hex' is not dump, code or plain (see --help)\n"},
       {{"drom", "frob"}, 2, "tbkit drom: unknown command 'frob' (see tbkit drom --help)\n"},
   };

@@ -66,7 +66,8 @@ TEST(Build, HeaderOnlyImageAndSecurityBlock) {
   const uint8_t* image = built.drom.getBytesWithSize(size);
   ASSERT_EQ(size, 22u);
   EXPECT_EQ(image[14], 9);
-  EXPECT_EQ(image[9] | image[10] << 8 | image[11] << 16 | static_cast<uint32_t>(image[12]) << 24, crc32c(image + 13, 9));
+  EXPECT_EQ(image[9] | image[10] << 8 | image[11] << 16 | static_cast<uint32_t>(image[12]) << 24,
+            crc32c(image + 13, 9));
   image = built.drom.getBytesPlusSecurityBlockWithSize(size);
   EXPECT_EQ(size, 54u);
   EXPECT_TRUE(std::all_of(image + 22, image + 54, [](uint8_t b) { return b == 0; }));

@@ -23,7 +23,7 @@ struct ParseCase {
   Status status;
   std::vector<std::string> lines = {};   // each must appear in the output
   std::vector<std::string> absent = {};  // none of these may appear
-  uint32_t generics = 0;               // generic records filled
+  uint32_t generics = 0;                 // generic records filled
 };
 
 Bytes withLength(Bytes image, uint16_t length) {
@@ -34,8 +34,10 @@ Bytes withLength(Bytes image, uint16_t length) {
 
 std::vector<ParseCase> parseCases() {
   const std::vector<PortMapPair> unknownClass = {{1, 0x123401}};
+  // clang-format off
   return {
-      {"version2", makeImage({kVendorName}, 2), kOneOfEach, 0, {"Trying to parse an unknown style ROM (Version 2)\n"}, {}, 1},
+      {"version2", makeImage({kVendorName}, 2), kOneOfEach, 0,
+       {"Trying to parse an unknown style ROM (Version 2)\n"}, {}, 1},
       {"unknownClass", makeImage({{2, 0x81}, kVendorName}), unknownClass, status::kGeneralFailure,
        {"Unknown adpater type: 0x123401\n", "Vendor Name; 'Acm'\n"}, {"disabled:"}, 1},
       {"portNotInMap", makeImage({{2, 0x84}, kModelName}), kOneOfEach, 0,
@@ -73,6 +75,7 @@ std::vector<ParseCase> parseCases() {
       {"lengthPastBuffer", withLength(makeImage({{2, 0xC1}, {2, 0xC1}}), 20), kOneOfEach, status::kGeneralFailure,
        {"CRC32 covers 0x14 bytes but the buffer holds 0xd after offset 0xd\n", "overstepped buffer size!\n"}},
   };
+  // clang-format on
 }
 
 class ParseCases : public ::testing::TestWithParam<ParseCase> {};
@@ -82,7 +85,8 @@ TEST_P(ParseCases, ReportsWhatTheImageHolds) {
   CapturedDROM parsed;
   parsed.drom.setPortMap(c.map);
   EXPECT_EQ(parsed.drom.parseROMDataIgnoreCRCs(c.image.data(), static_cast<uint32_t>(c.image.size()), true), c.status);
-  for (const std::string& line : c.lines) EXPECT_NE(parsed.printed.find(line), std::string::npos) << line << "\n" << parsed.printed;
+  for (const std::string& line : c.lines)
+    EXPECT_NE(parsed.printed.find(line), std::string::npos) << line << "\n" << parsed.printed;
   for (const std::string& text : c.absent) EXPECT_EQ(parsed.printed.find(text), std::string::npos) << text;
   EXPECT_EQ(parsed.drom.genericsCount(), c.generics);
 }

@@ -19,16 +19,30 @@ PortRecord sampleRecord(uint32_t port, uint32_t type) {
   if (port % 4 == 3) {
     record.disabled = true;
   } else if ((type & kAdapterClassMask) == kLaneAdapterClass) {
-    record.lane = {1, static_cast<uint8_t>(p & 1), static_cast<uint8_t>(p & 0xF), p, static_cast<uint8_t>(p % 7 + 1),
-                   static_cast<uint8_t>((p + 2) & 0xF), static_cast<uint8_t>(0x40 + p), 1,
-                   static_cast<uint8_t>((p + 1) & 0xF), static_cast<uint8_t>(p + 1)};
+    record.lane = {1,
+                   static_cast<uint8_t>(p & 1),
+                   static_cast<uint8_t>(p & 0xF),
+                   p,
+                   static_cast<uint8_t>(p % 7 + 1),
+                   static_cast<uint8_t>((p + 2) & 0xF),
+                   static_cast<uint8_t>(0x40 + p),
+                   1,
+                   static_cast<uint8_t>((p + 1) & 0xF),
+                   static_cast<uint8_t>(p + 1)};
   } else if ((type & kAdapterClassMask) == kPCIeAdapterClass) {
     record.pci.pciDeviceNum = p & 7;
     record.pci.pciFunctionNum = (p + 1) & 7;
     if (port % 2 == 0)  // an up adapter, with asymmetric bandwidth
-      record.pci = {record.pci.pciDeviceNum, record.pci.pciFunctionNum, 1, static_cast<uint8_t>(p & 1), 1, 1,
-                    static_cast<uint16_t>(0x100 + p), static_cast<uint16_t>(0x200 + p),
-                    static_cast<uint16_t>(0x300 + p), static_cast<uint16_t>(0xF00 + p)};
+      record.pci = {record.pci.pciDeviceNum,
+                    record.pci.pciFunctionNum,
+                    1,
+                    static_cast<uint8_t>(p & 1),
+                    1,
+                    1,
+                    static_cast<uint16_t>(0x100 + p),
+                    static_cast<uint16_t>(0x200 + p),
+                    static_cast<uint16_t>(0x300 + p),
+                    static_cast<uint16_t>(0xF00 + p)};
   } else {
     record.dp = {1, static_cast<uint16_t>(0xA00 + p), 1, static_cast<uint8_t>(p & 0x3F)};
   }
@@ -118,19 +132,19 @@ TEST(GoldenImage, LaneAndPCIeUpDevice) {
       0x29, 0x00,                                      // length 41 (from offset 13)
       0x34, 0x12, 0x78, 0x56,                          // vendor 0x1234, model 0x5678
       0x02, 0x03,                                      // model and firmware revisions
-      0x08, 0x81,  // port 1, lane adapter:
-      0x92, 0x03,  //   dual link: bit 4 flag, RID 2, port 3
-      0xA4, 0x21,  //   micro type 5, RID 4, AID 0x21
-      0x86, 0x07,  //   peer port: RID 6, port 7
-      0x0B, 0x82,  // port 2, PCIe up adapter:
-      0x61,        //   device 3, function 1
-      0x23, 0xA1,  //   slot, asymmetric, required bandwidth 0x123
-      0x56, 0x04,  //   max bandwidth 0x456
-      0x89, 0x07,  //   required inbound 0x789
-      0xBC, 0x0A,  //   max inbound 0xabc
-      0x05, 0x01, 'A', 'B', 0x00,  // vendor name
-      0x04, 0x02, 'C', 0x00,       // model name
-      0x04, 0x05, 0xDE, 0xAD,      // generic type 5
+      0x08, 0x81,                                      // port 1, lane adapter:
+      0x92, 0x03,                                      //   dual link: bit 4 flag, RID 2, port 3
+      0xA4, 0x21,                                      //   micro type 5, RID 4, AID 0x21
+      0x86, 0x07,                                      //   peer port: RID 6, port 7
+      0x0B, 0x82,                                      // port 2, PCIe up adapter:
+      0x61,                                            //   device 3, function 1
+      0x23, 0xA1,                                      //   slot, asymmetric, required bandwidth 0x123
+      0x56, 0x04,                                      //   max bandwidth 0x456
+      0x89, 0x07,                                      //   required inbound 0x789
+      0xBC, 0x0A,                                      //   max inbound 0xabc
+      0x05, 0x01, 'A',  'B',  0x00,                    // vendor name
+      0x04, 0x02, 'C',  0x00,                          // model name
+      0x04, 0x05, 0xDE, 0xAD,                          // generic type 5
   };
   CapturedDROM built;
   built.drom.setPortMap(findNamedPortMap("lane1-pcieup1")->pairs);
