@@ -17,75 +17,66 @@ using test::ScopedHost;
 // What crossed the device interface, seen from above the simulation.
 struct Crossing {
   uint32_t bus = 0, direction = 0, mode = 0;
-  std::vector<uint8_t> buffer;
+  std::vector<uint8_t> buffer;  // configuration data as it travelled
 };
 
 // Passes every device-interface call through to the simulated one and keeps
 // the IECS arguments and configuration buffers it saw.
-class RecordingInterface : public DeviceInterface {
- public:
-  RecordingInterface(std::unique_ptr<DeviceInterface> inner, std::vector<Crossing>& log)
-      : inner_(std::move(inner)), log_(log) {}
+struct RecordingInterface : DeviceInterface {
+  std::unique_ptr<DeviceInterface> inner;
+  std::vector<Crossing>& log;
+  RecordingInterface(std::unique_ptr<DeviceInterface> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
   Status configRead(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
                     uint8_t* buffer) override {
-    Status s = inner_->configRead(route, port, space, index, count, buffer);
-    log_.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
+    Status s = inner->configRead(route, port, space, index, count, buffer);
+    log.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
     return s;
   }
   Status configWrite(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
                      const uint8_t* buffer) override {
-    log_.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
-    return inner_->configWrite(route, port, space, index, count, buffer);
+    log.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
+    return inner->configWrite(route, port, space, index, count, buffer);
   }
-  Status rescanBus() override { return inner_->rescanBus(); }
+  Status rescanBus() override { return inner->rescanBus(); }
   Status i2cTransaction(uint64_t route, uint8_t address, uint32_t writeLength, const uint8_t* writeBuffer,
                         uint32_t readLength, uint8_t* readBuffer) override {
-    return inner_->i2cTransaction(route, address, writeLength, writeBuffer, readLength, readBuffer);
+    return inner->i2cTransaction(route, address, writeLength, writeBuffer, readLength, readBuffer);
   }
   Status iecsTransaction(uint64_t route, uint32_t bus, uint32_t device, uint8_t offset, uint32_t length,
                          uint8_t* buffer, uint32_t direction, uint32_t mode) override {
-    log_.push_back({bus, direction, mode, {}});
-    return inner_->iecsTransaction(route, bus, device, offset, length, buffer, direction, mode);
+    log.push_back({bus, direction, mode, {}});
+    return inner->iecsTransaction(route, bus, device, offset, length, buffer, direction, mode);
   }
-
- private:
-  std::unique_ptr<DeviceInterface> inner_;
-  std::vector<Crossing>& log_;
 };
 
-class RecordingPlugIn : public ControllerPlugIn {
- public:
-  RecordingPlugIn(std::unique_ptr<ControllerPlugIn> inner, std::vector<Crossing>& log)
-      : inner_(std::move(inner)), log_(log) {}
+struct RecordingPlugIn : ControllerPlugIn {
+  std::unique_ptr<ControllerPlugIn> inner;
+  std::vector<Crossing>& log;
+  RecordingPlugIn(std::unique_ptr<ControllerPlugIn> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
   std::unique_ptr<DeviceInterface> queryInterface(uint32_t version) override {
-    auto device = inner_->queryInterface(version);
-    if (!device) return nullptr;
-    return std::make_unique<RecordingInterface>(std::move(device), log_);
+    auto device = inner->queryInterface(version);
+    return device ? std::make_unique<RecordingInterface>(std::move(device), log) : nullptr;
   }
-
- private:
-  std::unique_ptr<ControllerPlugIn> inner_;
-  std::vector<Crossing>& log_;
 };
 
-class RecordingPlatform : public Platform, public ControllerDriver {
- public:
-  RecordingPlatform(std::unique_ptr<sim::SimPlatform> inner, std::vector<Crossing>& log)
-      : inner_(std::move(inner)), log_(log) {}
-  Registry& registry() override { return inner_->registry(); }
-  HostServices& host() override { return inner_->host(); }
+struct RecordingPlatform : Platform, ControllerDriver {
+  std::unique_ptr<sim::SimPlatform> inner;
+  std::vector<Crossing>& log;
+  RecordingPlatform(std::unique_ptr<sim::SimPlatform> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
+  Registry& registry() override { return inner->registry(); }
+  HostServices& host() override { return inner->host(); }
   ControllerDriver& controllerDriver() override { return *this; }
   Status createPlugIn(const RegistryEntry& controller, std::unique_ptr<ControllerPlugIn>& out) override {
     std::unique_ptr<ControllerPlugIn> plugIn;
-    Status s = inner_->controllerDriver().createPlugIn(controller, plugIn);
-    if (plugIn) out = std::make_unique<RecordingPlugIn>(std::move(plugIn), log_);
+    Status s = inner->controllerDriver().createPlugIn(controller, plugIn);
+    if (plugIn) out = std::make_unique<RecordingPlugIn>(std::move(plugIn), log);
     return s;
   }
-
- private:
-  std::unique_ptr<sim::SimPlatform> inner_;
-  std::vector<Crossing>& log_;
 };
+
+test::PlatformWrapper recordingInto(std::vector<Crossing>& log) {
+  return [&log](std::unique_ptr<sim::SimPlatform> p) { return std::make_unique<RecordingPlatform>(std::move(p), log); };
+}
 
 // The user client of the first controller, opened afresh.
 struct Opened {
@@ -96,9 +87,7 @@ struct Opened {
 
 TEST(KernelUserClient, ConfigDataTravelsBigEndian) {
   std::vector<Crossing> log;
-  ScopedHost host(hostWithRouters({0x0, 0x1}).dump(), [&](std::unique_ptr<sim::SimPlatform> p) {
-    return std::make_unique<RecordingPlatform>(std::move(p), log);
-  });
+  ScopedHost host(hostWithRouters({0x0, 0x1}).dump(), recordingInto(log));
   Opened opened;
   ASSERT_EQ(opened.status, status::kSuccess);
   host.sim().poke(0, 0x1, 0, kDeviceSpace, 5, 0x12345678);
@@ -114,9 +103,7 @@ TEST(KernelUserClient, ConfigDataTravelsBigEndian) {
 
 TEST(KernelUserClient, IecsModeFollowsTheBus) {
   std::vector<Crossing> log;
-  ScopedHost host(hostWithRouters({0x0}).dump(), [&](std::unique_ptr<sim::SimPlatform> p) {
-    return std::make_unique<RecordingPlatform>(std::move(p), log);
-  });
+  ScopedHost host(hostWithRouters({0x0}).dump(), recordingInto(log));
   Opened opened;
   uint8_t byte = 0x5A;
   for (uint32_t bus : {0u, 10u, 11u, 12u}) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 #include "platform/host_probes.h"
@@ -26,14 +25,6 @@ TEST(ReadRegistryData, BoardIdIsCutToTheBuffer) {
   // Not on the root itself: only a recursive search finds it.
   EXPECT_FALSE(readRegistryData(registry().root(), "board-id", 0, buffer.data(), 32));
   EXPECT_FALSE(readRegistryData(registry().root(), "no-such-key", kSearchRecursively, buffer.data(), 32));
-}
-
-TEST(ReadRegistryData, ShortValueLeavesTheRestOfTheBuffer) {
-  ScopedHost host(R"({"board-id": "Brd-1"})");
-  char buffer[32] = {};
-  ASSERT_TRUE(readRegistryData(registry().root(), "board-id", kSearchRecursively,
-                               reinterpret_cast<uint8_t*>(buffer), sizeof buffer));
-  EXPECT_STREQ(buffer, "Brd-1");
 }
 
 TEST(ReadRegistryNumber, WidthsAndAbsence) {
