@@ -119,6 +119,10 @@ TEST_P(ResultCodes, ExitStatusAndReason) {
   ScopedHost host(doc.dump());
   EXPECT_EQ(runChecker(GetParam().args), GetParam().exitStatus);
   EXPECT_TRUE(logged(host.sim(), GetParam().line)) << "missing log line: " << GetParam().line;
+  const auto& args = GetParam().args;
+  if (std::find(args.begin(), args.end(), "-a") == args.end() && (args.empty() || args[0] != "-b")) {
+    EXPECT_TRUE(host.sim().shellCommands().empty()) << "a check without arm runs no command";
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(UpdateChecker, ResultCodes, ::testing::ValuesIn(kCases),
