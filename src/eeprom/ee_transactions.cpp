@@ -49,6 +49,22 @@ Status runTransaction(ThunderboltUserClientUtils& utils, Frame frame, RouterHand
   return s;
 }
 
+// Runs attempt(i, address) for byte i of count from startAddress up, up to
+// kVerifyAttempts times until it succeeds. The first byte whose attempts all
+// fail ends the run with its last attempt's status.
+template <typename Attempt>
+Status forEachByte(uint32_t count, uint16_t startAddress, Attempt&& attempt) {
+  for (uint32_t i = 0; i < count; ++i) {
+    // Addresses are 16 bits wide: past 0xFFFF they go on at 0.
+    const auto address = static_cast<uint16_t>(startAddress + i);
+    Status s = status::kSuccess;
+    for (int n = 0; n < kVerifyAttempts; ++n)
+      if ((s = attempt(i, address)) == status::kSuccess) break;
+    if (s != status::kSuccess) return s;
+  }
+  return status::kSuccess;
+}
+
 }  // namespace
 
 Status ThunderboltUserClientUtils::eeCommandWrite(uint8_t instruction, RouterHandle& forRouterHandle,
@@ -94,39 +110,26 @@ Status ThunderboltUserClientUtils::eeWriteStatusRegister(uint8_t value, RouterHa
 
 Status ThunderboltUserClientUtils::eeMultiByteRead(uint8_t* buffer, uint32_t count, uint16_t startAddress,
                                                    RouterHandle& forRouterHandle, uint8_t withDFTOffset) {
-  for (uint32_t i = 0; i < count; ++i) {
-    // Addresses are 16 bits wide: a read that runs past 0xFFFF goes on at 0.
-    const auto address = static_cast<uint16_t>(startAddress + i);
-    Status s = status::kSuccess;
-    for (int attempt = 0; attempt < kVerifyAttempts; ++attempt) {
-      s = eeByteRead(buffer[i], address, forRouterHandle, withDFTOffset);
-      uint8_t again = 0;
-      if (s == status::kSuccess) s = eeByteRead(again, address, forRouterHandle, withDFTOffset);
-      if (s == status::kSuccess && again != buffer[i]) s = status::kNotReadable;
-      if (s == status::kSuccess) break;
-    }
-    if (s != status::kSuccess) return s;
-  }
-  return status::kSuccess;
+  return forEachByte(count, startAddress, [&](uint32_t i, uint16_t address) {
+    Status s = eeByteRead(buffer[i], address, forRouterHandle, withDFTOffset);
+    uint8_t again = 0;
+    if (s == status::kSuccess) s = eeByteRead(again, address, forRouterHandle, withDFTOffset);
+    if (s == status::kSuccess && again != buffer[i]) s = status::kNotReadable;
+    return s;
+  });
 }
 
 Status ThunderboltUserClientUtils::eeMultiByteWrite(const uint8_t* buffer, uint32_t count, uint16_t startAddress,
                                                     RouterHandle& forRouterHandle, uint8_t withDFTOffset) {
-  for (uint32_t i = 0; i < count; ++i) {
-    const auto address = static_cast<uint16_t>(startAddress + i);
-    Status s = status::kSuccess;
-    for (int attempt = 0; attempt < kVerifyAttempts; ++attempt) {
-      s = eeByteWrite(buffer[i], address, forRouterHandle, withDFTOffset);
-      uint8_t readBack = 0;
-      if (s == status::kSuccess && eeByteRead(readBack, address, forRouterHandle, withDFTOffset) != status::kSuccess)
-        s = status::kNotReadable;
-      else if (s == status::kSuccess && readBack != buffer[i])
-        s = status::kNotWritable;
-      if (s == status::kSuccess) break;
-    }
-    if (s != status::kSuccess) return s;
-  }
-  return status::kSuccess;
+  return forEachByte(count, startAddress, [&](uint32_t i, uint16_t address) {
+    Status s = eeByteWrite(buffer[i], address, forRouterHandle, withDFTOffset);
+    uint8_t readBack = 0;
+    if (s == status::kSuccess && eeByteRead(readBack, address, forRouterHandle, withDFTOffset) != status::kSuccess)
+      s = status::kNotReadable;
+    else if (s == status::kSuccess && readBack != buffer[i])
+      s = status::kNotWritable;
+    return s;
+  });
 }
 
 }  // namespace tbt

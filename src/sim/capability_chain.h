@@ -9,6 +9,12 @@
 
 namespace tbt::sim {
 
+/// Device-space capabilities by their header masked with kVendorCapabilityMask
+/// (vendor-specific ID and capability ID 5).
+inline constexpr uint32_t kVendorCapabilityMask = 0xFFFF00;
+inline constexpr uint32_t kDftCapability = 0x010500;
+inline constexpr uint32_t kLinkControllerCapability = 0x060500;
+
 /// The double-word index of the first device-space capability of router
 /// whose header, masked with mask, equals value; nullopt when the chain holds
 /// none. The first pointer is DW1 bits 7..0, each header's next pointer its

@@ -7,8 +7,6 @@
 namespace tbt::sim {
 namespace {
 
-constexpr uint32_t kDftCapability = 0x010500;
-constexpr uint32_t kCapabilityMask = 0xFFFF00;
 constexpr uint32_t kPinRegisterOffset = 4;
 
 constexpr BitField kClock{0, 0};
@@ -19,7 +17,7 @@ constexpr BitField kOwner{4, 4};
 
 void attach(SimHost& host, Router& router) {
   if (!router.eeprom()) return;
-  std::optional<uint32_t> dft = findDeviceCapability(router, kDftCapability, kCapabilityMask);
+  std::optional<uint32_t> dft = findDeviceCapability(router, kDftCapability, kVendorCapabilityMask);
   if (!dft) return;
   router.attachModel(std::make_shared<EepromPinsModel>(host, router, *dft + kPinRegisterOffset, *router.eeprom()));
 }

@@ -10,8 +10,6 @@
 namespace tbt::sim {
 namespace {
 
-constexpr uint32_t kLinkControllerCapability = 0x060500;
-constexpr uint32_t kCapabilityMask = 0xFFFF00;
 constexpr uint32_t kLayoutDword = 2;
 constexpr BitField kMailboxOffset{15, 8};
 constexpr uint32_t kDataDword = 116;
@@ -47,7 +45,7 @@ void attach(SimHost& host, Router& router) {
   auto known = std::find_if(kIdentities.begin(), kIdentities.end(),
                             [&](const Identity& i) { return i.word == identity; });
   if (known != kIdentities.end() && !known->hasMailbox) return;
-  std::optional<uint32_t> capability = findDeviceCapability(router, kLinkControllerCapability, kCapabilityMask);
+  std::optional<uint32_t> capability = findDeviceCapability(router, kLinkControllerCapability, kVendorCapabilityMask);
   if (!capability) return;
   const uint32_t base = *capability + kMailboxOffset.get(router.peek(0, kDeviceSpace, *capability + kLayoutDword));
   const auto form = known != kIdentities.end() ? known->form : NvmMailboxModel::Form::ShiftedCount;

@@ -41,6 +41,7 @@ struct Switch {
   bool linkController = true;
   uint32_t length = 200;  // of the link-controller capability
   bool nvm = true;
+  bool dft = true;
   uint32_t dromOffset = 0x100;
 };
 
@@ -48,7 +49,8 @@ class Nvm : public ::testing::Test {
  protected:
   void start(const Switch& s) {
     test::SwitchHostBuilder b(kSwitch);
-    b.identity(s.identity).dft(kDft, s.dromOffset).eeprom(2048, {{0, patternHex(0x200)}});
+    b.identity(s.identity).eeprom(2048, {{0, patternHex(0x200)}});
+    if (s.dft) b.dft(kDft, s.dromOffset);
     if (s.linkController) b.linkController(kLinkController, kMailboxBase - kLinkController, s.length);
     if (s.nvm) b.nvm({{0, patternHex(0x1400)}});
     host_.emplace(b.json());
@@ -201,18 +203,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DromCase{"found", {.dromOffset = 0x123}, false, status::kSuccess, ""},
                       DromCase{"zero", {.dromOffset = 0}, false, status::kAborted,
                                "DROM offset is zero for route 1! Aborting.\n"},
-                      DromCase{"unreadable", {}, true, status::kDeviceError, "Could not get serial number\n"}),
+                      DromCase{"unreadable", {}, true, status::kDeviceError, "Could not get serial number\n"},
+                      DromCase{"noDftCapability", {.dft = false}, false, status::kNotFound,
+                               "Could not get capability\n"}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(Nvm, ASwitchWithoutDftCapabilityHasNoDrom) {
-  test::SwitchHostBuilder b(kSwitch);
-  host_.emplace(b.json());
-  handle_.setRoute(kSwitch);
-  uint32_t offset = 0;
-  uint8_t dft = 0;
-  EXPECT_EQ(utils().getDROMOffsetWithRouterHandle(handle_, offset, dft), status::kNotFound);
-  EXPECT_EQ(sim().printed(), "Could not get capability\n");
-}
 
 }  // namespace
 }  // namespace tbt
