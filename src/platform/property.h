@@ -20,9 +20,9 @@ class PropertyDict {
   void set(std::string key, Property value);
   /// Removes key; true when it was present.
   bool erase(std::string_view key);
-  const std::vector<std::pair<std::string, Property>>& items() const { return items_; }
-  bool empty() const { return items_.empty(); }
-  size_t size() const { return items_.size(); }
+  const std::vector<std::pair<std::string, Property>>& items() const;
+  bool empty() const;
+  size_t size() const;
   bool operator==(const PropertyDict& other) const;
 
  private:
@@ -73,5 +73,10 @@ class Property {
   std::vector<Property> array_;
   PropertyDict dict_;
 };
+
+// Defined here, once Property is complete.
+inline const std::vector<std::pair<std::string, Property>>& PropertyDict::items() const { return items_; }
+inline bool PropertyDict::empty() const { return items_.empty(); }
+inline size_t PropertyDict::size() const { return items_.size(); }
 
 }  // namespace tbt
