@@ -23,11 +23,6 @@ constexpr uint8_t kDefaultWidth = 16;
 // The map parse uses without --port-map (its help names it too).
 constexpr const char* kDefaultParseMap = "lane6-pcie4-dp3";
 
-std::string describeStatus(Status status) {
-  const char* name = status == kDromChecksumMismatch ? "checksum mismatch" : statusName(status);
-  return name != nullptr ? textf("0x%08x (%s)", status, name) : textf("0x%08x", status);
-}
-
 // Parser and builder lines go to the command's output (builder lines only
 // when verbose); log lines go to the error stream when verbose.
 DromOutput commandOutput(CommandContext& context, bool printAlways) {

@@ -17,11 +17,6 @@ constexpr uint32_t kDumpRow = 16;
 
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
 
-std::string statusText(Status status) {
-  const char* name = statusName(status);
-  return name != nullptr ? textf("0x%08x (%s)", status, name) : textf("0x%08x", status);
-}
-
 // The switch, the address and, for reads, the length the options name.
 struct Target {
   LocalRouterHandle handle;
@@ -55,7 +50,7 @@ void printBytes(std::ostream& out, uint32_t address, const std::vector<uint8_t>&
 bool findEepromPins(CommandContext& context, Target& target, uint8_t& dft) {
   const Status s = utils().findCapabilityAtRouterHandle(dft, eeprom::kDftCapability, eeprom::kCapabilityMask,
                                                         target.handle, 0, kDeviceSpace);
-  if (s != status::kSuccess) context.failure("no EEPROM pins (DFT capability): " + statusText(s));
+  if (s != status::kSuccess) context.failure("no EEPROM pins (DFT capability): " + describeStatus(s));
   return s == status::kSuccess;
 }
 
@@ -66,7 +61,7 @@ int runEepromRead(CommandContext& context) {
   if (!findEepromPins(context, target, dft)) return kExitFailure;
   std::vector<uint8_t> bytes(target.length);
   const Status s = utils().eeMultiByteRead(bytes.data(), target.length, target.offset, target.handle, dft);
-  if (s != status::kSuccess) return context.failure("EEPROM read failed: " + statusText(s));
+  if (s != status::kSuccess) return context.failure("EEPROM read failed: " + describeStatus(s));
   printBytes(context.out(), target.offset, bytes);
   return kExitSuccess;
 }
@@ -82,7 +77,7 @@ int runEepromWrite(CommandContext& context) {
   if (!findEepromPins(context, target, dft)) return kExitFailure;
   const Status s =
       utils().eeMultiByteWrite(bytes.data(), static_cast<uint32_t>(bytes.size()), target.offset, target.handle, dft);
-  if (s != status::kSuccess) return context.failure("EEPROM write failed: " + statusText(s));
+  if (s != status::kSuccess) return context.failure("EEPROM write failed: " + describeStatus(s));
   context.out() << textf("wrote %zu bytes at 0x%04x\n", bytes.size(), target.offset);
   return kExitSuccess;
 }
@@ -92,7 +87,7 @@ int runNvmRead(CommandContext& context) {
   if (!chooseTarget(context, target)) return kExitUsage;
   std::vector<uint8_t> bytes(target.length);
   const Status s = utils().nvmRead(bytes.data(), target.length, target.offset, target.handle);
-  if (s != status::kSuccess) return context.failure("NVM read failed: " + statusText(s));
+  if (s != status::kSuccess) return context.failure("NVM read failed: " + describeStatus(s));
   printBytes(context.out(), target.offset, bytes);
   return kExitSuccess;
 }

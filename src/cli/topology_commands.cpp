@@ -19,11 +19,6 @@ namespace {
 
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
 
-std::string describeStatus(Status status) {
-  const char* name = statusName(status);
-  return name != nullptr ? textf("0x%08x (%s)", status, name) : textf("0x%08x", status);
-}
-
 unsigned long long ull(uint64_t value) { return static_cast<unsigned long long>(value); }
 
 // ---- tbkit list ----

@@ -1,9 +1,11 @@
 #include "driver/entry.h"
 
 #include <cinttypes>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "driver/flash_scheduling.h"
 #include "driver/options.h"
 #include "platform/platform.h"
 #include "platform/text.h"
@@ -24,18 +26,6 @@ constexpr const char* kErrorDictionaryName = "Errors.plist";
 // A process's exit status keeps only the low eight bits of what it returns.
 constexpr ResultCode kExitStatusMask = 0xff;
 
-// The path without its last component: "/a/b/tool" -> "/a/b", "/tool" -> "/",
-// "tool" -> "" (trailing separators ignored).
-std::string_view parentDirectory(std::string_view path) {
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  size_t slash = path.rfind('/');
-  if (slash == std::string_view::npos) return {};
-  if (slash == 0) return path.substr(0, 1);
-  path = path.substr(0, slash);
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  return path;
-}
-
 // A dictionary value as the log's formatter shows an object.
 std::string describe(const Property* value) {
   if (!value) return "(null)";
@@ -52,8 +42,9 @@ std::string describe(const Property* value) {
 // Logs the message of a failed run, looked up in the error dictionary beside
 // the program; a dictionary that cannot be loaded silences the report.
 void reportFailure(const char* toolPath, ResultCode result) {
-  std::string path = textf("%s/%s", std::string(parentDirectory(toolPath ? toolPath : "")).c_str(),
-                           kErrorDictionaryName);
+  std::optional<std::string> directory = resourceDirectoryOf(toolPath);
+  if (!directory) return;
+  std::string path = textf("%s/%s", directory->c_str(), kErrorDictionaryName);
   auto messages = host().readPropertyList(path);
   if (!messages) return;
   std::string key = textf("uc_error_0x%08x", result);

@@ -17,7 +17,7 @@
 namespace tbt {
 
 /// The status of a checksum that does not match the image.
-inline constexpr Status kDromChecksumMismatch = 0xe0000001;
+inline constexpr Status kDromChecksumMismatch = status::kChecksumMismatch;
 
 /// buildROM modes.
 inline constexpr uint32_t kBuildFullImage = 0;

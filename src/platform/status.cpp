@@ -1,10 +1,13 @@
 #include "platform/status.h"
 
+#include "platform/text.h"
+
 namespace tbt {
 
 const char* statusName(Status s) {
   switch (s) {
     case status::kSuccess: return "success";
+    case status::kChecksumMismatch: return "checksum mismatch";
     case status::kGeneralFailure: return "general failure";
     case status::kNoMemory: return "no memory";
     case status::kNoResources: return "no resources";
@@ -29,6 +32,11 @@ const char* statusName(Status s) {
     case status::kNotFound: return "not found";
     default: return nullptr;
   }
+}
+
+std::string describeStatus(Status s) {
+  const char* name = statusName(s);
+  return name != nullptr ? textf("0x%08x (%s)", s, name) : textf("0x%08x", s);
 }
 
 }  // namespace tbt

@@ -2,6 +2,7 @@
 // Status codes of every toolkit operation: 0 for success, otherwise one of the
 // host's I/O status codes. Logic never spells these numbers out.
 #include <cstdint>
+#include <string>
 
 namespace tbt {
 
@@ -9,6 +10,8 @@ using Status = uint32_t;
 
 namespace status {
 inline constexpr Status kSuccess = 0;
+// A stored checksum of a device ROM image differs from the computed one.
+inline constexpr Status kChecksumMismatch = 0xe0000001;
 inline constexpr Status kGeneralFailure = 0xe00002bc;
 inline constexpr Status kNoMemory = 0xe00002bd;
 inline constexpr Status kNoResources = 0xe00002be;
@@ -37,5 +40,8 @@ inline constexpr Status kNotFound = 0xe00002f0;
 /// A short name for a status ("time-out", "not found", ...), or null when the
 /// value is not one of the named constants.
 const char* statusName(Status s);
+
+/// The status in hexadecimal with its name when it has one: "0xe00002d6 (time-out)".
+std::string describeStatus(Status s);
 
 }  // namespace tbt

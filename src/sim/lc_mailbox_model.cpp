@@ -11,8 +11,6 @@
 namespace tbt::sim {
 namespace {
 
-constexpr uint32_t kLinkControllerValue = 0x060500;
-constexpr uint32_t kLinkControllerMask = 0xFFFF00;
 
 // Link-controller capability double word 2: the mailboxes' geometry.
 constexpr uint32_t kGeometryDword = 2;
@@ -152,7 +150,7 @@ const RouterModelRegistration kRegistration("lc-mailbox", attachIecsMailboxes);
 }  // namespace
 
 void attachIecsMailboxes(SimHost& host, Router& router) {
-  std::optional<uint32_t> header = findDeviceCapability(router, kLinkControllerValue, kLinkControllerMask);
+  std::optional<uint32_t> header = findDeviceCapability(router, kLinkControllerCapability, kVendorCapabilityMask);
   if (!header) return;
   const uint32_t geometry = router.peek(0, kDeviceSpace, *header + kGeometryDword);
   const uint32_t first = *header + kMailboxOffset.get(geometry) + kCommandDword;
