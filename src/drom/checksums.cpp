@@ -1,7 +1,6 @@
 #include "drom/checksums.h"
 
 #include <array>
-#include <limits>
 
 namespace tbt {
 namespace {
@@ -23,11 +22,6 @@ constexpr std::array<uint32_t, 256> makeCrc32cTable() {
 constexpr std::array<uint32_t, 256> kCrc32cTable = makeCrc32cTable();
 static_assert(kCrc32cTable[1] == 0xF26B8303);
 
-int32_t clampedCount(std::span<const uint8_t> bytes) {
-  constexpr size_t kMax = static_cast<size_t>(std::numeric_limits<int32_t>::max());
-  return static_cast<int32_t>(bytes.size() < kMax ? bytes.size() : kMax);
-}
-
 }  // namespace
 
 uint8_t crc8(const uint8_t* bytes, int32_t count) {
@@ -47,9 +41,5 @@ uint32_t crc32c(const uint8_t* bytes, int32_t count) {
   for (int32_t i = 0; i < count; ++i) state = crc32cUpdateByte(state, bytes[i]);
   return ~state;
 }
-
-uint8_t crc8(std::span<const uint8_t> bytes) { return crc8(bytes.data(), clampedCount(bytes)); }
-
-uint32_t crc32c(std::span<const uint8_t> bytes) { return crc32c(bytes.data(), clampedCount(bytes)); }
 
 }  // namespace tbt

@@ -2,7 +2,6 @@
 // The two checksums of a device ROM image: CRC-8 over the switch UID at the
 // head of the image, CRC-32C over the rest.
 #include <cstdint>
-#include <span>
 
 namespace tbt {
 
@@ -17,9 +16,5 @@ uint32_t crc32c(const uint8_t* bytes, int32_t count);
 /// One table-driven CRC-32C step: feeds byte into the running state and
 /// returns the new state (no initial or final XOR).
 uint32_t crc32cUpdateByte(uint32_t state, uint8_t byte);
-
-/// The same checksums over a span (at most INT32_MAX bytes are covered).
-uint8_t crc8(std::span<const uint8_t> bytes);
-uint32_t crc32c(std::span<const uint8_t> bytes);
 
 }  // namespace tbt

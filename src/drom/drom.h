@@ -16,9 +16,6 @@
 
 namespace tbt {
 
-/// The status of a checksum that does not match the image.
-inline constexpr Status kDromChecksumMismatch = status::kChecksumMismatch;
-
 /// buildROM modes.
 inline constexpr uint32_t kBuildFullImage = 0;
 inline constexpr uint32_t kBuildHeaderOnly = 1;
@@ -37,7 +34,7 @@ class DROM {
 
   /// Parses size bytes of an image into the parsed form, printing every field.
   /// A checksum mismatch fails unless ignoreCRCs. Returns 0, kBadArgument
-  /// (null buffer), kNotReady (no port map), kDromChecksumMismatch, or
+  /// (null buffer), kNotReady (no port map), kChecksumMismatch, or
   /// kGeneralFailure (image larger than the buffer, an entry past the buffer
   /// or malformed, an unknown adapter class or a port outside the records;
   /// the last two let the walk go on).
@@ -124,6 +121,8 @@ class DROM {
   void encodeGenerics();
   void finishHeader();
   void appendEntry(std::span<const uint8_t> entry) { romCopy(entry.data(), entry.size()); }
+  // A generic entry's head (length byte kept to 8 bits, type) and count data bytes.
+  void appendGenericEntry(size_t length, uint32_t type, const uint8_t* data, size_t count);
   const PortRecord& builderRecord(uint32_t port) const;
 
   DromOutput mOutput;
@@ -151,8 +150,5 @@ std::optional<std::string> decodeAsRaw(const uint8_t* buffer, uint32_t size, uin
 
 /// The text hexDumpWidth prints: "Size of dump" line, rows, then "*\n".
 std::string hexDumpText(const uint8_t* buffer, uint32_t size, uint8_t width);
-
-/// The port map's pairs as the little-endian bytes of its table.
-std::vector<uint8_t> portMapBytes(std::span<const PortMapPair> pairs);
 
 }  // namespace tbt

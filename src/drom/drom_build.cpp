@@ -21,10 +21,6 @@ constexpr size_t kSecurityBlockReach = 497;
 // The builder's length field keeps 10 bits: the low byte and bits 9..8.
 constexpr uint32_t kLengthHighBits = 0x3;
 
-void putLE(uint8_t* out, uint64_t value, size_t count) {
-  for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(value >> (8 * i));
-}
-
 uint8_t adapterHead(uint8_t port) {
   return static_cast<uint8_t>(drom_layout::kAdapterEntryBit | (port & drom_layout::kPortOrTypeMask));
 }
@@ -134,14 +130,10 @@ Status DROM::buildROM(uint32_t mode) {
 void DROM::appendHeader() {
   using namespace drom_header;
   std::array<uint8_t, kSize> header{};
-  putLE(&header[kUid], mGenericROM.uid, 8);
+  drom_layout::writeLE(&header[kUid], mGenericROM.uid, 8);
   header[kCrc8] = crc8(&header[kUid], 8);
   print("CRC8: 0x%x Len: 0x%x\n", header[kCrc8], 8u);
-  header[kVersion] = mGenericROM.version;
-  putLE(&header[kVendorId], mGenericROM.vendorID, 2);
-  putLE(&header[kModelId], mGenericROM.modelID, 2);
-  header[kModelRev] = mGenericROM.modelRev;
-  header[kFirmwareRev] = mGenericROM.firmwareRev;
+  drom_layout::encodeFields(drom_layout::headerFields(), mGenericROM, header);
   appendEntry(header);
 }
 
@@ -170,24 +162,24 @@ void DROM::encodeNames() {
   // The vendor name's length is clamped to its field, the model name's is
   // taken as stored; a full 254-byte name wraps the entry's length byte.
   const uint16_t vendorLength = std::min<uint16_t>(mVendorNameLength, kDromGenericDataSize);
-  const uint8_t vendorHead[] = {static_cast<uint8_t>(vendorLength + 2), kGenericVendorName};
-  appendEntry(vendorHead);
-  romCopy(reinterpret_cast<const uint8_t*>(mVendorName.data()), vendorLength);
-  const uint8_t modelHead[] = {static_cast<uint8_t>(mModelNameLength + 2), kGenericModelName};
-  appendEntry(modelHead);
-  romCopy(reinterpret_cast<const uint8_t*>(mModelName.data()), mModelNameLength);
+  appendGenericEntry(vendorLength + 2, kGenericVendorName, reinterpret_cast<const uint8_t*>(mVendorName.data()),
+                     vendorLength);
+  appendGenericEntry(mModelNameLength + 2, kGenericModelName, reinterpret_cast<const uint8_t*>(mModelName.data()),
+                     mModelNameLength);
 }
 
 void DROM::encodeGenerics() {
   // Entries are meant to be short: data of 254 bytes or more gets a length
   // byte that no longer matches the (at most 254) bytes written.
-  for (const auto& [type, data] : mGenericsArray) {
-    const size_t copied = std::min(data.size(), kDromGenericDataSize);
-    const uint8_t head[] = {static_cast<uint8_t>(data.size() + 2),
-                            static_cast<uint8_t>(type & drom_layout::kPortOrTypeMask)};
-    appendEntry(head);
-    romCopy(data.data(), copied);
-  }
+  for (const auto& [type, data] : mGenericsArray)
+    appendGenericEntry(data.size() + 2, type & drom_layout::kPortOrTypeMask, data.data(),
+                       std::min(data.size(), kDromGenericDataSize));
+}
+
+void DROM::appendGenericEntry(size_t length, uint32_t type, const uint8_t* data, size_t count) {
+  const uint8_t head[] = {static_cast<uint8_t>(length), static_cast<uint8_t>(type)};
+  appendEntry(head);
+  romCopy(data, count);
 }
 
 void DROM::finishHeader() {
@@ -198,7 +190,7 @@ void DROM::finishHeader() {
   const uint32_t crc = crc32c(mROM.data() + kCrc32Start, static_cast<int32_t>(length));
   print("rawROMPtr %p crcROMPtr %p crcLength: %u\n", static_cast<const void*>(mROM.data()),
         static_cast<const void*>(mROM.data() + kCrc32Start), length);
-  putLE(&mROM[kCrc32], crc, 4);
+  drom_layout::writeLE(&mROM[kCrc32], crc, 4);
   print("CRC32: 0x%x Len: 0x%x Offset: 0x%x\n", crc, length, kCrc32Start);
 }
 

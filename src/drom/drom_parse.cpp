@@ -14,14 +14,16 @@
 namespace tbt {
 namespace {
 
-uint32_t readLE(const uint8_t* bytes, size_t count) {
-  uint32_t value = 0;
-  for (size_t i = count; i-- > 0;) value = (value << 8) | bytes[i];
-  return value;
-}
+using drom_layout::readLE;
 
-uint64_t readUid(const uint8_t* bytes) {
-  return static_cast<uint64_t>(readLE(bytes, 4)) | (static_cast<uint64_t>(readLE(bytes + 4, 4)) << 32);
+// Decodes rows into fields and prints the lines they make in one piece.
+template <class Fields>
+bool decodeAndPrint(const DromOutput& output, std::span<const drom_layout::EntryField<Fields>> rows,
+                    const uint8_t* entry, size_t available, uint8_t entryLength, Fields& fields) {
+  std::string text;
+  const bool inside = drom_layout::decodeFields(rows, entry, available, entryLength, fields, text);
+  if (output.print) output.print(text);
+  return inside;
 }
 
 }  // namespace
@@ -49,16 +51,16 @@ Status DROM::parseHeader(const uint8_t* buffer, uint32_t size, bool ignoreCRCs) 
   uint8_t crc = crc8(buffer + kUid, 8);
   if (crc != buffer[kCrc8]) {
     print("CRC8: 0x%x != 0x%x\n", buffer[kCrc8], crc);
-    if (!ignoreCRCs) return kDromChecksumMismatch;
+    if (!ignoreCRCs) return status::kChecksumMismatch;
   }
 
-  fParsedROM.uid = readUid(buffer + kUid);
+  fParsedROM.uid = readLE(buffer + kUid, 8);
   fParsedROM.rid = static_cast<uint8_t>(fParsedROM.uid & 0xF);
   print("uid: 0x%llx\n", static_cast<unsigned long long>(fParsedROM.uid));
   print("rid: 0x%x\n", fParsedROM.rid);
 
-  fParsedROM.version = buffer[kVersion];
-  print("Version: %u\n", fParsedROM.version);
+  const auto headerFields = drom_layout::headerFields();
+  decodeAndPrint(mOutput, headerFields.first(1), buffer, size, 0, fParsedROM);
   if (fParsedROM.version > 1) print("Trying to parse an unknown style ROM (Version %u)\n", fParsedROM.version);
 
   // The length counts from offset 13, yet the check compares it with the
@@ -68,7 +70,7 @@ Status DROM::parseHeader(const uint8_t* buffer, uint32_t size, bool ignoreCRCs) 
   print("Size: %u ROM buffer size: %u\n", length, size);
   if (size < length) return status::kGeneralFailure;
 
-  uint32_t storedCrc = readLE(buffer + kCrc32, 4);
+  uint32_t storedCrc = static_cast<uint32_t>(readLE(buffer + kCrc32, 4));
   print("CRC32: 0x%x Len: 0x%x\n", storedCrc, length);
   uint32_t covered = std::min<uint32_t>(length, size - kCrc32Start);
   if (covered < length)
@@ -76,17 +78,9 @@ Status DROM::parseHeader(const uint8_t* buffer, uint32_t size, bool ignoreCRCs) 
   uint32_t computed = crc32c(buffer + kCrc32Start, static_cast<int32_t>(covered));
   if (computed != storedCrc) {
     print("CRC32: 0x%x != 0x%x\n", storedCrc, computed);
-    if (!ignoreCRCs) return kDromChecksumMismatch;
+    if (!ignoreCRCs) return status::kChecksumMismatch;
   }
-
-  fParsedROM.vendorID = static_cast<uint16_t>(readLE(buffer + kVendorId, 2));
-  fParsedROM.modelID = static_cast<uint16_t>(readLE(buffer + kModelId, 2));
-  fParsedROM.modelRev = buffer[kModelRev];
-  fParsedROM.firmwareRev = buffer[kFirmwareRev];
-  print("vendorID: 0x%x\n", fParsedROM.vendorID);
-  print("modelID: 0x%x\n", fParsedROM.modelID);
-  print("modelRev: 0x%x\n", fParsedROM.modelRev);
-  print("firmwareRev: 0x%x\n", fParsedROM.firmwareRev);
+  decodeAndPrint(mOutput, headerFields.subspan(1), buffer, size, 0, fParsedROM);
   return status::kSuccess;
 }
 
@@ -176,23 +170,16 @@ bool DROM::parseAdapterEntry(const uint8_t* entry, size_t available, Status& res
 bool DROM::decodeAdapterFields(uint32_t adapterClass, const uint8_t* entry, size_t available, PortRecord& record) {
   using namespace drom_layout;
   const uint8_t entryLength = entry[0];
-  std::string text;
-  bool inside = true;
-  if (adapterClass == kLaneAdapterClass) {
-    inside = decodeFields(laneFields(), entry, available, entryLength, record.lane, text);
-  } else if (adapterClass == kPCIeAdapterClass) {
-    inside = decodeFields(pcieHeadFields(), entry, available, entryLength, record.pci, text);
-    if (inside) {
-      record.pci.isUpAdapter = entryLength >= kPCIeUpMinLength;
-      appendf(text, "isUpAdapter: %u\n", record.pci.isUpAdapter);
-      inside = decodeFields(pcieUpFields(), entry, available, entryLength, record.pci, text);
-    }
-  } else {
-    if (entryLength > kDPv1EntryLength) appendf(text, "DP Port v2 - entryLength: 0x%x\n", entryLength);
-    inside = decodeFields(dpFields(), entry, available, entryLength, record.dp, text);
+  if (adapterClass == kLaneAdapterClass)
+    return decodeAndPrint(mOutput, laneFields(), entry, available, entryLength, record.lane);
+  if (adapterClass == kPCIeAdapterClass) {
+    if (!decodeAndPrint(mOutput, pcieHeadFields(), entry, available, entryLength, record.pci)) return false;
+    record.pci.isUpAdapter = entryLength >= kPCIeUpMinLength;
+    print("isUpAdapter: %u\n", record.pci.isUpAdapter);
+    return decodeAndPrint(mOutput, pcieUpFields(), entry, available, entryLength, record.pci);
   }
-  if (mOutput.print) mOutput.print(text);
-  return inside;
+  if (entryLength > kDPv1EntryLength) print("DP Port v2 - entryLength: 0x%x\n", entryLength);
+  return decodeAndPrint(mOutput, dpFields(), entry, available, entryLength, record.dp);
 }
 
 }  // namespace tbt

@@ -1,17 +1,24 @@
 // The DROM object's port map: its copy, its logged rendering and the lookup
 // the parser uses.
 #include "drom/drom.h"
+#include "drom/entry_layout.h"
 
 namespace tbt {
+namespace {
 
+// The port map's pairs as the little-endian bytes of its table.
 std::vector<uint8_t> portMapBytes(std::span<const PortMapPair> pairs) {
-  std::vector<uint8_t> bytes;
-  bytes.reserve(pairs.size() * 8);
-  for (const PortMapPair& pair : pairs)
-    for (uint32_t word : {pair.port, pair.type})
-      for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<uint8_t>(word >> shift));
+  std::vector<uint8_t> bytes(pairs.size() * 8);  // two 32-bit words a pair
+  uint8_t* out = bytes.data();
+  for (const PortMapPair& pair : pairs) {
+    drom_layout::writeLE(out, pair.port, 4);
+    drom_layout::writeLE(out + 4, pair.type, 4);
+    out += 8;
+  }
   return bytes;
 }
+
+}  // namespace
 
 void DROM::setPortMap(std::span<const PortMapPair> pairs) {
   mPortMap.assign(pairs.begin(), pairs.end());

@@ -1,26 +1,27 @@
 #pragma once
-// Bit layouts of the three adapter entry kinds as data: one row per field,
-// in the order the parser prints them. The parser decodes with the rows and
-// the builder encodes with the same rows, so the two never disagree on where
-// a field lives.
+// Bit layouts of the image header's ID fields and of the three adapter entry
+// kinds as data: one row per field, in the order the parser prints them. The
+// parser decodes with the rows and the builder encodes with the same rows, so
+// the two never disagree on where a field lives.
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <variant>
 
 #include "drom/rom_record.h"
+#include "kernel/config_space.h"
 #include "platform/text.h"
 
 namespace tbt::drom_layout {
 
-/// One field of an adapter entry.
+/// One field of an adapter entry or of the header.
 template <class Fields>
 struct EntryField {
   const char* format;  // the line printed when it is decoded; null: stored only
-  uint8_t byte;        // offset from the entry's first byte
+  uint8_t byte;        // offset from the entry's (or image's) first byte
   uint8_t size;        // 1 or 2 bytes, little-endian
-  uint8_t hi;          // bit range within those bytes
-  uint8_t lo;
+  Bits bits;           // bit range within those bytes
   std::variant<uint8_t Fields::*, uint16_t Fields::*> member;
   uint8_t minEntryLength = 0;             // decoded only from entries at least this long
   uint8_t Fields::*decodeGate = nullptr;  // decoded only when this earlier field is set
@@ -46,25 +47,31 @@ inline constexpr uint8_t kPortOrTypeMask = 0x3F;
 /// A port-only entry: what a disabled adapter gets.
 inline constexpr uint8_t kSimpleEntryLength = 2;
 
+/// The header's version and ID fields (the UID, length and checksums are
+/// handled on their own).
+std::span<const EntryField<ParsedROM>> headerFields();
 std::span<const EntryField<LanePortFields>> laneFields();
 /// The PCIe fields before and after the derived isUpAdapter line.
 std::span<const EntryField<PCIePortFields>> pcieHeadFields();
 std::span<const EntryField<PCIePortFields>> pcieUpFields();
 std::span<const EntryField<DPPortFields>> dpFields();
 
-/// Reads the size-byte little-endian word at entry[byte].
-inline uint32_t readWord(const uint8_t* entry, uint8_t byte, uint8_t size) {
-  uint32_t word = entry[byte];
-  if (size == 2) word |= static_cast<uint32_t>(entry[byte + 1]) << 8;
-  return word;
+/// The count-byte (at most 8) little-endian number at bytes.
+inline uint64_t readLE(const uint8_t* bytes, size_t count) {
+  uint64_t value = 0;
+  for (size_t i = count; i-- > 0;) value = (value << 8) | bytes[i];
+  return value;
 }
 
-inline uint32_t fieldMask(uint8_t hi, uint8_t lo) { return (1u << (hi - lo + 1)) - 1; }
+/// Stores the low count bytes of value little-endian at bytes.
+inline void writeLE(uint8_t* bytes, uint64_t value, size_t count) {
+  for (size_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+}
 
 /// Decodes rows from entry (available bytes readable from it, entryLength the
-/// entry's length byte) into fields, appending each printed line to text.
-/// Returns false, leaving the remaining rows, when a field would lie past
-/// the available bytes.
+/// entry's length byte, 0 for the header) into fields, appending each printed
+/// line to text. Returns false, leaving the remaining rows, when a field
+/// would lie past the available bytes.
 template <class Fields>
 bool decodeFields(std::span<const EntryField<Fields>> rows, const uint8_t* entry, size_t available, uint8_t entryLength,
                   Fields& fields, std::string& text) {
@@ -72,7 +79,7 @@ bool decodeFields(std::span<const EntryField<Fields>> rows, const uint8_t* entry
     if (entryLength < row.minEntryLength) continue;
     if (row.decodeGate != nullptr && fields.*(row.decodeGate) == 0) continue;
     if (static_cast<size_t>(row.byte) + row.size > available) return false;
-    uint32_t value = (readWord(entry, row.byte, row.size) >> row.lo) & fieldMask(row.hi, row.lo);
+    uint32_t value = row.bits.of(static_cast<uint32_t>(readLE(entry + row.byte, row.size)));
     std::visit(
         [&](auto member) { fields.*member = static_cast<std::remove_reference_t<decltype(fields.*member)>>(value); },
         row.member);
@@ -89,10 +96,10 @@ void encodeFields(std::span<const EntryField<Fields>> rows, const Fields& fields
     if (static_cast<size_t>(row.byte) + row.size > entry.size()) continue;
     if (row.encodeGate != nullptr && fields.*(row.encodeGate) == 0) continue;
     uint32_t value = std::visit([&](auto member) { return static_cast<uint32_t>(fields.*member); }, row.member);
-    if (row.hi == row.lo) value = value != 0;
-    uint32_t word = readWord(entry.data(), row.byte, row.size) | ((value & fieldMask(row.hi, row.lo)) << row.lo);
-    entry[row.byte] = static_cast<uint8_t>(word);
-    if (row.size == 2) entry[row.byte + 1] = static_cast<uint8_t>(word >> 8);
+    if (row.bits.hi == row.bits.lo) value = value != 0;
+    const uint32_t mask = row.bits.of(~0u);
+    uint8_t* at = entry.data() + row.byte;
+    writeLE(at, readLE(at, row.size) | ((value & mask) << row.bits.lo), row.size);
   }
 }
 

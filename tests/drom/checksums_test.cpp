@@ -21,8 +21,9 @@ TEST(Checksums, KnownVectors) {
       {std::vector<uint8_t>(32, 0xFF), 0xFC, 0x62A8AB43},                 // the iSCSI all-ones block
   };
   for (const Vector& v : vectors) {
-    EXPECT_EQ(crc8(v.bytes), v.crc8) << v.bytes.size();
-    EXPECT_EQ(crc32c(v.bytes), v.crc32c) << v.bytes.size();
+    const int32_t count = static_cast<int32_t>(v.bytes.size());
+    EXPECT_EQ(crc8(v.bytes.data(), count), v.crc8) << count;
+    EXPECT_EQ(crc32c(v.bytes.data(), count), v.crc32c) << count;
   }
 }
 

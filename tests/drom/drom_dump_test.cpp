@@ -116,7 +116,7 @@ TEST(Build, LengthFieldKeepsTenBitsAndOverrunsStopAtTheBuffer) {
             crc32c(image + 13, static_cast<int32_t>(length)));
   CapturedDROM parsed;
   parsed.drom.setPortMap(kOneOfEach);
-  EXPECT_EQ(parsed.drom.parseROMData(image, size), kDromChecksumMismatch);
+  EXPECT_EQ(parsed.drom.parseROMData(image, size), status::kChecksumMismatch);
 
   for (int i = 0; i < 20; ++i) built.drom.addGenericType(9, std::vector<uint8_t>(200, 0xEE));
   ASSERT_EQ(built.drom.buildROM(kBuildFullImage), 0u);

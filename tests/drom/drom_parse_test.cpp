@@ -104,7 +104,7 @@ TEST(Parse, ChecksumMismatchFailsUnlessIgnored) {
                                             : textf("CRC32: 0x%x != 0x%x\n", stored, stored ^ 0x5A);
     CapturedDROM strict;
     strict.drom.setPortMap(kOneOfEach);
-    EXPECT_EQ(strict.drom.parseROMData(image.data(), static_cast<uint32_t>(image.size())), kDromChecksumMismatch);
+    EXPECT_EQ(strict.drom.parseROMData(image.data(), static_cast<uint32_t>(image.size())), status::kChecksumMismatch);
     EXPECT_NE(strict.printed.find(line), std::string::npos) << strict.printed;
     EXPECT_EQ(strict.printed.find("vendorID"), std::string::npos);
 
