@@ -54,6 +54,34 @@ std::string parsePortMapPair(std::string_view item, PortMapPair& pair) {
   return error;
 }
 
+// Resolves a --port-map value: the name of a constant map or a list
+// "port:type,port:type,...". Returns "" or a one-line error.
+std::string parsePortMapArgument(std::string_view text, std::vector<PortMapPair>& pairs) {
+  if (text.find(':') == std::string_view::npos) {
+    const NamedPortMap* map = findNamedPortMap(text);
+    if (map == nullptr)
+      return textf("'%.*s' is neither a port map (%s) nor a port:type list", static_cast<int>(text.size()), text.data(),
+                   portMapNames().c_str());
+    pairs.assign(map->pairs.begin(), map->pairs.end());
+    return std::string();
+  }
+  std::vector<PortMapPair> result;
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t comma = text.find(',', start);
+    std::string_view item =
+        text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
+    PortMapPair pair;
+    std::string error = parsePortMapPair(item, pair);
+    if (!error.empty()) return error;
+    result.push_back(pair);
+    if (comma == std::string_view::npos) break;
+    start = comma + 1;
+  }
+  pairs = std::move(result);
+  return std::string();
+}
+
 bool readImage(CommandContext& context, std::vector<uint8_t>& bytes) {
   std::string error = readFileBytes(context.args().operands()[0], kMaxImageFile, bytes);
   if (!error.empty()) context.failure(error);
@@ -62,9 +90,13 @@ bool readImage(CommandContext& context, std::vector<uint8_t>& bytes) {
 
 bool portMapOption(CommandContext& context, std::vector<PortMapPair>& pairs) {
   const std::string* text = context.args().value("port-map");
-  std::string error = parsePortMapArgument(text != nullptr ? *text : kDefaultParseMap, pairs);
-  if (!error.empty()) context.usageError("--port-map: " + error);
-  return error.empty();
+  return context.checkOption("port-map", parsePortMapArgument(text != nullptr ? *text : kDefaultParseMap, pairs));
+}
+
+// The parser and decodeAsRaw take an empty file as an empty buffer, not as none.
+const uint8_t* bytesOf(const std::vector<uint8_t>& bytes) {
+  static const uint8_t kNoByte = 0;
+  return bytes.empty() ? &kNoByte : bytes.data();
 }
 
 int runParse(CommandContext& context) {
@@ -72,11 +104,10 @@ int runParse(CommandContext& context) {
   std::vector<uint8_t> image;
   if (!portMapOption(context, pairs)) return kExitUsage;
   if (!readImage(context, image)) return kExitFailure;
-  static const uint8_t kNoByte = 0;
   DROM drom(commandOutput(context, true));
   drom.setPortMap(pairs);
-  Status status = drom.parseROMDataIgnoreCRCs(image.empty() ? &kNoByte : image.data(),
-                                              static_cast<uint32_t>(image.size()), context.args().has("ignore-crcs"));
+  Status status = drom.parseROMDataIgnoreCRCs(bytesOf(image), static_cast<uint32_t>(image.size()),
+                                              context.args().has("ignore-crcs"));
   if (status != status::kSuccess)
     return context.failure(
         textf("%s: parse failed: %s", context.args().operands()[0].c_str(), describeStatus(status).c_str()));
@@ -86,10 +117,8 @@ int runParse(CommandContext& context) {
 bool nameOption(CommandContext& context, const char* option, std::string& name) {
   const std::string* text = context.args().value(option);
   if (text == nullptr) return true;
-  if (text->size() > kMaxNameLength) {
-    context.usageError(textf("--%s: at most %zu characters fit in a name entry", option, kMaxNameLength));
-    return false;
-  }
+  if (text->size() > kMaxNameLength)
+    return context.checkOption(option, textf("at most %zu characters fit in a name entry", kMaxNameLength));
   name = *text;
   return true;
 }
@@ -104,10 +133,7 @@ bool genericOptions(CommandContext& context, DROM& drom) {
     if (error.empty()) error = parseHexBytes(text.substr(colon + 1), data);
     if (error.empty() && data.size() > kMaxGenericData)
       error = textf("at most %zu data bytes fit in a generic entry", kMaxGenericData);
-    if (!error.empty()) {
-      context.usageError("--generic: " + error);
-      return false;
-    }
+    if (!context.checkOption("generic", error)) return false;
     drom.addGenericType(static_cast<uint32_t>(type), std::move(data));
   }
   return true;
@@ -167,11 +193,8 @@ int runDump(CommandContext& context) {
   if (width == 0) return context.usageError("--width: 0 is not a row width (1 to 255)");
   std::vector<uint8_t> bytes;
   if (!readImage(context, bytes)) return kExitFailure;
-  static const uint8_t kNoByte = 0;
-  DromOutput output = commandOutput(context, true);
-  std::optional<std::string> text =
-      decodeAsRaw(bytes.empty() ? &kNoByte : bytes.data(), static_cast<uint32_t>(bytes.size()),
-                  static_cast<uint8_t>(width), style, output);
+  std::optional<std::string> text = decodeAsRaw(bytesOf(bytes), static_cast<uint32_t>(bytes.size()),
+                                                static_cast<uint8_t>(width), style, commandOutput(context, true));
   context.out() << text.value_or("") << "\n";
   return kExitSuccess;
 }
@@ -240,7 +263,6 @@ const Command kDromCommands[] = {
      .maxOperands = 1,
      .run = runParse},
     {.name = "build",
-     .operands = "",
      .summary = "build a DROM image from a port map, IDs, names and entries",
      .details = buildDetails().c_str(),
      .options = kBuildOptions,
@@ -248,7 +270,6 @@ const Command kDromCommands[] = {
     {.name = "dump",
      .operands = "FILE",
      .summary = "render a file's bytes as a dump, C code or plain hex",
-     .details = "",
      .options = kDumpOptions,
      .minOperands = 1,
      .maxOperands = 1,
@@ -260,31 +281,5 @@ const CommandFamily kDromFamily = {"drom", "device ROM images: parse, build and 
 }  // namespace
 
 const CommandFamily& dromFamily() { return kDromFamily; }
-
-std::string parsePortMapArgument(std::string_view text, std::vector<PortMapPair>& pairs) {
-  if (text.find(':') == std::string_view::npos) {
-    const NamedPortMap* map = findNamedPortMap(text);
-    if (map == nullptr)
-      return textf("'%.*s' is neither a port map (%s) nor a port:type list", static_cast<int>(text.size()), text.data(),
-                   portMapNames().c_str());
-    pairs.assign(map->pairs.begin(), map->pairs.end());
-    return std::string();
-  }
-  std::vector<PortMapPair> result;
-  size_t start = 0;
-  while (start <= text.size()) {
-    size_t comma = text.find(',', start);
-    std::string_view item =
-        text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
-    PortMapPair pair;
-    std::string error = parsePortMapPair(item, pair);
-    if (!error.empty()) return error;
-    result.push_back(pair);
-    if (comma == std::string_view::npos) break;
-    start = comma + 1;
-  }
-  pairs = std::move(result);
-  return std::string();
-}
 
 }  // namespace tbt::cli

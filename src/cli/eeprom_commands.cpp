@@ -1,6 +1,8 @@
 #include "cli/eeprom_commands.h"
 
+#include <algorithm>
 #include <ostream>
+#include <span>
 #include <vector>
 
 #include "eeprom/ee_register.h"
@@ -25,25 +27,23 @@ struct Target {
 };
 
 bool chooseTarget(CommandContext& context, Target& target) {
-  uint64_t route = 0, routerID = 0, offset = 0, length = 0;
-  if (!context.number("route", UINT64_MAX, route) || !context.number("rid", 0xFF, routerID) ||
-      !context.number("offset", kMaxAddress, offset) || !context.number("length", kMaxLength, length))
+  uint64_t route = 0, offset = 0, length = 0;
+  uint8_t routerID = 0;
+  if (!context.router("route", route, routerID) || !context.number("offset", kMaxAddress, offset) ||
+      !context.number("length", kMaxLength, length))
     return false;
   target.handle.setRoute(route);
-  target.handle.setRouterID(static_cast<uint8_t>(routerID));
+  target.handle.setRouterID(routerID);
   target.offset = static_cast<uint16_t>(offset);
   target.length = static_cast<uint32_t>(length);
   return true;
 }
 
 // Rows of 16 bytes, each led by the address of its first byte.
-void printBytes(std::ostream& out, uint32_t address, const std::vector<uint8_t>& bytes) {
-  std::string text;
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i % kDumpRow == 0) appendf(text, "%s0x%04zx:", i ? "\n" : "", (address + i) & kMaxAddress);
-    appendf(text, " %02x", bytes[i]);
-  }
-  out << text << (bytes.empty() ? "" : "\n");
+void printBytes(std::ostream& out, uint32_t address, std::span<const uint8_t> bytes) {
+  for (size_t row = 0; row < bytes.size(); row += kDumpRow)
+    out << textf("0x%04zx: %s\n", (address + row) & kMaxAddress,
+                 hexText(bytes.subspan(row, std::min<size_t>(kDumpRow, bytes.size() - row))).c_str());
 }
 
 // The DFT capability that holds the switch's EEPROM pins.
@@ -69,10 +69,7 @@ int runEepromRead(CommandContext& context) {
 int runEepromWrite(CommandContext& context) {
   Target target;
   std::vector<uint8_t> bytes;
-  if (!chooseTarget(context, target)) return kExitUsage;
-  std::string error = parseHexBytes(*context.args().value("data"), bytes);
-  if (error.empty() && bytes.size() > kMaxLength) error = "more bytes than the EEPROM's 64 KiB";
-  if (!error.empty()) return context.usageError("--data: " + error);
+  if (!chooseTarget(context, target) || !context.hexBytes("data", kMaxLength, bytes)) return kExitUsage;
   uint8_t dft = 0;
   if (!findEepromPins(context, target, dft)) return kExitFailure;
   const Status s =
@@ -93,29 +90,28 @@ int runNvmRead(CommandContext& context) {
 }
 
 constexpr OptionSpec kRoute = {.name = "route", .valueName = "R", .help = "the switch's route string", .required = true};
-constexpr OptionSpec kRouterID = {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"};
 constexpr OptionSpec kOffset = {.name = "offset", .valueName = "O", .help = "the first byte's address (16 bits)",
                                 .required = true};
 constexpr OptionSpec kLength = {.name = "length", .valueName = "N", .help = "how many bytes", .required = true};
 
-const OptionSpec kReadOptions[] = {kRoute, kRouterID, kOffset, kLength};
+const OptionSpec kReadOptions[] = {kRoute, kRouterIDOption, kOffset, kLength};
 const OptionSpec kWriteOptions[] = {
-    kRoute, kRouterID, kOffset,
+    kRoute, kRouterIDOption, kOffset,
     {.name = "data", .valueName = "HEX", .help = "the bytes to write, as hex digit pairs", .required = true}};
 
 const Command kEepromCommands[] = {
-    {.name = "read", .operands = "", .summary = "read bytes of a switch's EEPROM, each read twice until both agree",
+    {.name = "read", .summary = "read bytes of a switch's EEPROM, each read twice until both agree",
      .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
                 "at 0xFFFF. Numbers are decimal or 0x-hex.\n",
      .options = kReadOptions, .needsHost = true, .run = runEepromRead},
-    {.name = "write", .operands = "", .summary = "write bytes to a switch's EEPROM, each read back",
+    {.name = "write", .summary = "write bytes to a switch's EEPROM, each read back",
      .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
                 "at 0xFFFF. A simulated host keeps the change for this run only.\n",
      .options = kWriteOptions, .needsHost = true, .run = runEepromWrite},
 };
 
 const Command kNvmCommands[] = {
-    {.name = "read", .operands = "", .summary = "read bytes of a switch's NVM",
+    {.name = "read", .summary = "read bytes of a switch's NVM",
      .details = "Reads through the link controller's NVM mailbox in 64-byte requests; a switch\n"
                 "without a link controller is read from its EEPROM instead. The mailbox takes\n"
                 "dword-aligned addresses. Numbers are decimal or 0x-hex.\n",

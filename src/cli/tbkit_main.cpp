@@ -150,13 +150,33 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
 
 }  // namespace
 
-bool CommandContext::number(std::string_view option, uint64_t maxValue, uint64_t& value) {
-  const std::string* text = args_.value(option);
-  if (text == nullptr) return true;
-  std::string error = parseNumber(*text, maxValue, value);
+bool CommandContext::checkOption(std::string_view option, const std::string& error) {
   if (error.empty()) return true;
   usageError(textf("--%.*s: %s", static_cast<int>(option.size()), option.data(), error.c_str()));
   return false;
+}
+
+bool CommandContext::number(std::string_view option, uint64_t maxValue, uint64_t& value) {
+  const std::string* text = args_.value(option);
+  return text == nullptr || checkOption(option, parseNumber(*text, maxValue, value));
+}
+
+bool CommandContext::hexBytes(std::string_view option, size_t maxCount, std::vector<uint8_t>& bytes) {
+  const std::string* text = args_.value(option);
+  if (text == nullptr) return true;
+  std::vector<uint8_t> parsed;
+  std::string error = parseHexBytes(*text, parsed);
+  if (error.empty() && (parsed.empty() || parsed.size() > maxCount)) error = textf("give 1 to %zu bytes", maxCount);
+  if (!checkOption(option, error)) return false;
+  bytes = std::move(parsed);
+  return true;
+}
+
+bool CommandContext::router(std::string_view routeOption, uint64_t& route, uint8_t& routerID) {
+  uint64_t id = routerID;
+  if (!number(routeOption, UINT64_MAX, route) || !number(kRouterIDOption.name, UINT8_MAX, id)) return false;
+  routerID = static_cast<uint8_t>(id);
+  return true;
 }
 
 int CommandContext::usageError(const std::string& why) {
@@ -205,6 +225,12 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
 int tbkitMain(int argc, char** argv) {
   std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
   return runTbkit(args, std::cout, std::cerr);
+}
+
+std::string hexText(std::span<const uint8_t> bytes) {
+  std::string text;
+  for (uint8_t byte : bytes) appendf(text, "%s%02x", text.empty() ? "" : " ", byte);
+  return text;
 }
 
 std::string readFileBytes(const std::string& path, size_t maxSize, std::vector<uint8_t>& bytes) {

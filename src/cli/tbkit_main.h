@@ -4,6 +4,8 @@
 // defines its table and one entry in the family list of tbkit_main.cpp.
 // Every command gets --help and --verbose; a command that needs a host also
 // gets --host (the host choice is made before the command runs).
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <span>
@@ -32,10 +34,21 @@ class CommandContext {
   /// True with --verbose: log lines are shown on the error stream.
   bool verbose() const { return args_.has("verbose"); }
 
+  /// Returns true when error is empty; otherwise reports "--option: error"
+  /// as a usage error and returns false (the command then returns kExitUsage).
+  bool checkOption(std::string_view option, const std::string& error);
   /// Reads the option's value as a number of at most maxValue into value,
   /// which is left alone when the option is absent. Returns false after
-  /// reporting a bad number (the command then returns kExitUsage).
+  /// reporting a bad number.
   bool number(std::string_view option, uint64_t maxValue, uint64_t& value);
+  /// Reads the option's value as 1 to maxCount bytes in hex digit pairs into
+  /// bytes, which is left alone when the option is absent. Returns false
+  /// after reporting bad input.
+  bool hexBytes(std::string_view option, size_t maxCount, std::vector<uint8_t>& bytes);
+  /// Reads the router a command addresses: its route string from routeOption
+  /// and its controller's router ID from --rid (see kRouterIDOption; 0 when
+  /// absent). Returns false after reporting a bad number.
+  bool router(std::string_view routeOption, uint64_t& route, uint8_t& routerID);
   /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage.
   int usageError(const std::string& why);
   /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure.
@@ -48,13 +61,28 @@ class CommandContext {
   std::ostream& err_;
 };
 
+/// The --rid option of every command that addresses a router.
+inline constexpr OptionSpec kRouterIDOption = {
+    .name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"};
+
+/// The options of base followed by more, for commands that share most of
+/// their options.
+template <size_t N, size_t M>
+constexpr std::array<OptionSpec, N + M> withOptions(const std::array<OptionSpec, N>& base,
+                                                   const OptionSpec (&more)[M]) {
+  std::array<OptionSpec, N + M> options{};
+  for (size_t i = 0; i < N; ++i) options[i] = base[i];
+  for (size_t i = 0; i < M; ++i) options[N + i] = more[i];
+  return options;
+}
+
 /// One command of a family.
 struct Command {
   const char* name;
-  const char* operands;  // operand names for the usage line, "" for none
-  const char* summary;   // one line
-  const char* details;   // more help text, "" for none
-  std::span<const OptionSpec> options;
+  const char* operands = "";  // operand names for the usage line, "" for none
+  const char* summary = "";   // one line
+  const char* details = "";   // more help text, "" for none
+  std::span<const OptionSpec> options = {};
   size_t minOperands = 0;
   size_t maxOperands = 0;
   bool needsHost = false;  // the command reaches hardware: --host applies
@@ -74,6 +102,9 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
 
 /// The program's main: runTbkit on the process's arguments and streams.
 int tbkitMain(int argc, char** argv);
+
+/// The bytes as two hex digits each, separated by blanks: "5a 17".
+std::string hexText(std::span<const uint8_t> bytes);
 
 /// Reads a whole file into bytes (at most maxSize). Returns "" or a one-line error.
 std::string readFileBytes(const std::string& path, size_t maxSize, std::vector<uint8_t>& bytes);

@@ -112,10 +112,14 @@ constexpr std::array<SpaceName, 4> kSpaceNames = {
 constexpr uint64_t kMaxAdapter = 63;
 constexpr uint64_t kMaxCount = 0x2000;
 
-// Where a configuration access goes, as the options chose it.
+// The double word the options name (--space, --port, --index) and where the
+// access goes (--route, --via-parent or --iecs-route).
 struct Access {
   std::function<Status(uint32_t port, uint32_t space, uint32_t index, uint32_t& value)> read;
   std::function<Status(uint32_t port, uint32_t space, uint32_t index, uint32_t value)> write;
+  uint32_t space = 0;
+  uint32_t port = 0;
+  uint32_t index = 0;
 };
 
 // A local handle for route under routerID, or, with --via-parent, a remote
@@ -133,28 +137,29 @@ std::shared_ptr<RouterHandle> handleChain(uint64_t route, uint8_t routerID, cons
   return handle;
 }
 
-bool chooseAccess(CommandContext& context, Access& access) {
+bool refuse(CommandContext& context, const std::string& why) {
+  context.usageError(why);
+  return false;
+}
+
+bool chooseRoute(CommandContext& context, Access& access) {
   const ParsedArgs& args = context.args();
   const int ways = args.has("route") + args.has("via-parent") + args.has("iecs-route");
-  if (ways != 1) {
-    context.usageError("give exactly one of --route, --via-parent and --iecs-route");
-    return false;
-  }
-  uint64_t route = 0;
-  uint64_t routerID = 0;
+  if (ways != 1) return refuse(context, "give exactly one of --route, --via-parent and --iecs-route");
   std::vector<uint32_t> buses;
   for (const std::string& text : args.values("bus")) {
     uint64_t bus = 0;
-    std::string error = parseNumber(text, UINT32_MAX, bus);
-    if (!error.empty()) return context.usageError("--bus: " + error), false;
+    if (!context.checkOption("bus", parseNumber(text, UINT32_MAX, bus))) return false;
     buses.push_back(static_cast<uint32_t>(bus));
   }
   const char* routeOption = args.has("route") ? "route" : args.has("via-parent") ? "via-parent" : "iecs-route";
-  if (!context.number(routeOption, UINT64_MAX, route) || !context.number("rid", 0xFF, routerID)) return false;
-  if (args.has("route") && !buses.empty()) return context.usageError("--bus goes with --via-parent or --iecs-route"), false;
-  if (!args.has("route") && buses.empty()) return context.usageError(textf("--%s needs --bus", routeOption)), false;
+  uint64_t route = 0;
+  uint8_t routerID = 0;
+  if (!context.router(routeOption, route, routerID)) return false;
+  if (args.has("route") && !buses.empty()) return refuse(context, "--bus goes with --via-parent or --iecs-route");
+  if (!args.has("route") && buses.empty()) return refuse(context, textf("--%s needs --bus", routeOption));
   if (args.has("iecs-route")) {
-    if (buses.size() != 1) return context.usageError("--iecs-route takes one --bus"), false;
+    if (buses.size() != 1) return refuse(context, "--iecs-route takes one --bus");
     const uint32_t bus = buses[0];
     access.read = [route, bus](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
       return utils().iecsRemoteConfigReadWithRoute(route, bus, port, space, index, value);
@@ -164,7 +169,7 @@ bool chooseAccess(CommandContext& context, Access& access) {
     };
     return true;
   }
-  std::shared_ptr<RouterHandle> handle = handleChain(route, static_cast<uint8_t>(routerID), buses);
+  std::shared_ptr<RouterHandle> handle = handleChain(route, routerID, buses);
   access.read = [handle](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
     return utils().configReadWithRouterHandle(*handle, port, space, index, value);
   };
@@ -174,41 +179,31 @@ bool chooseAccess(CommandContext& context, Access& access) {
   return true;
 }
 
-// The double word the options name: --space, --port and --index.
-struct Address {
-  uint32_t space = 0;
-  uint32_t port = 0;
-  uint32_t index = 0;
-};
-
-bool chooseAddress(CommandContext& context, Address& address) {
+bool chooseAccess(CommandContext& context, Access& access) {
+  if (!chooseRoute(context, access)) return false;
   const std::string& name = *context.args().value("space");
   const SpaceName* space = nullptr;
   for (const SpaceName& s : kSpaceNames)
     if (name == s.name) space = &s;
-  if (!space) {
-    context.usageError(textf("--space: '%s' is not device, port, path or counter", name.c_str()));
-    return false;
-  }
+  if (!space) return context.checkOption("space", textf("'%s' is not device, port, path or counter", name.c_str()));
   uint64_t port = 0;
   uint64_t index = 0;
   if (!context.number("port", kMaxAdapter, port) || !context.number("index", UINT32_MAX, index)) return false;
-  address = {space->space, static_cast<uint32_t>(port), static_cast<uint32_t>(index)};
+  access.space = space->space;
+  access.port = static_cast<uint32_t>(port);
+  access.index = static_cast<uint32_t>(index);
   return true;
 }
 
 int runRead(CommandContext& context) {
   Access access;
-  Address address;
   uint64_t count = 1;
-  if (!chooseAccess(context, access) || !chooseAddress(context, address) ||
-      !context.number("count", kMaxCount, count))
-    return kExitUsage;
+  if (!chooseAccess(context, access) || !context.number("count", kMaxCount, count)) return kExitUsage;
   if (count == 0) return context.usageError("--count: must be at least 1");
   for (uint64_t i = 0; i < count; ++i) {
-    const uint32_t index = address.index + static_cast<uint32_t>(i);
+    const uint32_t index = access.index + static_cast<uint32_t>(i);
     uint32_t value = 0;
-    const Status s = access.read(address.port, address.space, index, value);
+    const Status s = access.read(access.port, access.space, index, value);
     if (s != status::kSuccess) return context.failure(textf("reading index 0x%x: %s", index, describeStatus(s).c_str()));
     context.out() << textf("0x%04x: 0x%08x\n", index, value);
   }
@@ -217,20 +212,17 @@ int runRead(CommandContext& context) {
 
 int runWrite(CommandContext& context) {
   Access access;
-  Address address;
   uint64_t value = 0;
-  if (!chooseAccess(context, access) || !chooseAddress(context, address) ||
-      !context.number("value", UINT32_MAX, value))
-    return kExitUsage;
-  const Status s = access.write(address.port, address.space, address.index, static_cast<uint32_t>(value));
+  if (!chooseAccess(context, access) || !context.number("value", UINT32_MAX, value)) return kExitUsage;
+  const Status s = access.write(access.port, access.space, access.index, static_cast<uint32_t>(value));
   if (s != status::kSuccess)
-    return context.failure(textf("writing index 0x%x: %s", address.index, describeStatus(s).c_str()));
+    return context.failure(textf("writing index 0x%x: %s", access.index, describeStatus(s).c_str()));
   return kExitSuccess;
 }
 
 constexpr std::array<OptionSpec, 8> kAccessOptions = {{
     {.name = "route", .valueName = "R", .help = "the router's route string (a router the controller reaches)"},
-    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
+    kRouterIDOption,
     {.name = "via-parent", .valueName = "R", .help = "reach the router through the link controller of route R"},
     {.name = "iecs-route", .valueName = "R", .help = "reach the router behind the bridge of route R (controller 0)"},
     {.name = "bus", .valueName = "B", .help = "the link controller's bus; with --via-parent once per level",
@@ -240,18 +232,10 @@ constexpr std::array<OptionSpec, 8> kAccessOptions = {{
     {.name = "index", .valueName = "I", .help = "the double-word index", .required = true},
 }};
 
-// The access options followed by one more.
-constexpr std::array<OptionSpec, kAccessOptions.size() + 1> withAccessOptions(OptionSpec last) {
-  std::array<OptionSpec, kAccessOptions.size() + 1> options{};
-  for (size_t i = 0; i < kAccessOptions.size(); ++i) options[i] = kAccessOptions[i];
-  options.back() = last;
-  return options;
-}
-
-constexpr auto kReadOptions = withAccessOptions(
-    {.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"});
+constexpr auto kReadOptions = withOptions(
+    kAccessOptions, {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"}});
 constexpr auto kWriteOptions =
-    withAccessOptions({.name = "value", .valueName = "V", .help = "the double word to write", .required = true});
+    withOptions(kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
 
 constexpr const char* kAccessDetails =
     "Without --via-parent and --iecs-route the router is reached by its route through\n"
@@ -264,23 +248,19 @@ constexpr const char* kAccessDetails =
 
 constexpr uint64_t kMaxIecsLength = 64;
 
-const OptionSpec kIecsReadOptions[] = {
+constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
-    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
+    kRouterIDOption,
     {.name = "bus", .valueName = "B", .help = "the link controller's bus", .required = true},
     {.name = "device", .valueName = "D", .help = "the IECS device", .required = true},
     {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
-    {.name = "length", .valueName = "N", .help = "bytes to move (at most 64)", .required = true},
-};
-const OptionSpec kIecsWriteOptions[] = {
-    {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
-    {.name = "rid", .valueName = "N", .help = "the controller's router ID (default 0)"},
-    {.name = "bus", .valueName = "B", .help = "the link controller's bus", .required = true},
-    {.name = "device", .valueName = "D", .help = "the IECS device", .required = true},
-    {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
-    {.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},
-    {.name = "data", .valueName = "HEX", .help = "the bytes to write, as hex digit pairs", .required = true},
-};
+}};
+constexpr auto kIecsReadOptions = withOptions(
+    kIecsTargetOptions, {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64)", .required = true}});
+constexpr auto kIecsWriteOptions = withOptions(
+    kIecsTargetOptions,
+    {{.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},
+     {.name = "data", .valueName = "HEX", .help = "the bytes to write, as hex digit pairs", .required = true}});
 
 struct IecsTarget {
   LocalRouterHandle handle;
@@ -291,13 +271,14 @@ struct IecsTarget {
 };
 
 bool chooseIecsTarget(CommandContext& context, IecsTarget& target) {
-  uint64_t route = 0, routerID = 0, bus = 0, device = 0, offset = 0;
-  if (!context.number("route", UINT64_MAX, route) || !context.number("rid", 0xFF, routerID) ||
-      !context.number("bus", UINT32_MAX, bus) || !context.number("device", UINT32_MAX, device) ||
-      !context.number("offset", 0xFF, offset) || !context.number("length", kMaxIecsLength, target.length))
+  uint64_t route = 0, bus = 0, device = 0, offset = 0;
+  uint8_t routerID = 0;
+  if (!context.router("route", route, routerID) || !context.number("bus", UINT32_MAX, bus) ||
+      !context.number("device", UINT32_MAX, device) || !context.number("offset", 0xFF, offset) ||
+      !context.number("length", kMaxIecsLength, target.length))
     return false;
   target.handle.setRoute(route);
-  target.handle.setRouterID(static_cast<uint8_t>(routerID));
+  target.handle.setRouterID(routerID);
   target.bus = static_cast<uint32_t>(bus);
   target.device = static_cast<uint32_t>(device);
   target.offset = static_cast<uint8_t>(offset);
@@ -311,19 +292,14 @@ int runIecsRead(CommandContext& context) {
   const Status s = utils().iecsReadWithLocalRouterHandle(target.handle, target.bus, target.device, target.offset,
                                                          static_cast<uint32_t>(bytes.size()), bytes.data());
   if (s != status::kSuccess) return context.failure("IECS read: " + describeStatus(s));
-  std::string line;
-  for (uint8_t byte : bytes) appendf(line, "%s%02x", line.empty() ? "" : " ", byte);
-  context.out() << line << "\n";
+  context.out() << hexText(bytes) << "\n";
   return kExitSuccess;
 }
 
 int runIecsWrite(CommandContext& context) {
   IecsTarget target;
   std::vector<uint8_t> bytes;
-  if (!chooseIecsTarget(context, target)) return kExitUsage;
-  std::string error = parseHexBytes(*context.args().value("data"), bytes);
-  if (!error.empty()) return context.usageError("--data: " + error);
-  if (bytes.empty() || bytes.size() > kMaxIecsLength) return context.usageError("--data: give 1 to 64 bytes");
+  if (!chooseIecsTarget(context, target) || !context.hexBytes("data", kMaxIecsLength, bytes)) return kExitUsage;
   if (context.args().has("length") && target.length != bytes.size())
     return context.usageError(textf("--length %llu does not match the %zu bytes of --data", ull(target.length),
                                     bytes.size()));
@@ -336,28 +312,20 @@ int runIecsWrite(CommandContext& context) {
 // ---- The families ----
 
 const Command kListCommands[] = {{.name = "list",
-                                  .operands = "",
                                   .summary = "controllers, routers and their adapters as a tree",
-                                  .details = "",
-                                  .options = {},
                                   .needsHost = true,
                                   .run = runList}};
 const Command kPathsCommands[] = {{.name = "paths",
-                                   .operands = "",
                                    .summary = "every path the driver set up, checked against the hardware",
-                                   .details = "",
-                                   .options = {},
                                    .needsHost = true,
                                    .run = runPaths}};
 const Command kReadCommands[] = {{.name = "read",
-                                  .operands = "",
                                   .summary = "read configuration double words of a router",
                                   .details = kAccessDetails,
                                   .options = kReadOptions,
                                   .needsHost = true,
                                   .run = runRead}};
 const Command kWriteCommands[] = {{.name = "write",
-                                   .operands = "",
                                    .summary = "write one configuration double word of a router",
                                    .details = kAccessDetails,
                                    .options = kWriteOptions,
@@ -365,16 +333,12 @@ const Command kWriteCommands[] = {{.name = "write",
                                    .run = runWrite}};
 const Command kIecsCommands[] = {
     {.name = "read",
-     .operands = "",
      .summary = "read bytes of an IECS device",
-     .details = "",
      .options = kIecsReadOptions,
      .needsHost = true,
      .run = runIecsRead},
     {.name = "write",
-     .operands = "",
      .summary = "write bytes to an IECS device",
-     .details = "",
      .options = kIecsWriteOptions,
      .needsHost = true,
      .run = runIecsWrite},
