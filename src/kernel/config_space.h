@@ -1,6 +1,6 @@
 #pragma once
-// The router configuration address and the few register fields that the
-// access layers themselves interpret. One access moves one 32-bit double word.
+// The router configuration address and the register fields that more than
+// one layer interprets. One access moves one 32-bit double word.
 #include <cstdint>
 
 namespace tbt {
@@ -15,12 +15,15 @@ inline constexpr uint32_t kCounterSpace = 3;  // per port; three double words pe
 struct Bits {
   uint8_t hi;
   uint8_t lo;
-  /// The field's value, shifted down.
-  constexpr uint32_t of(uint32_t dword) const {
+  /// The field's mask, not shifted.
+  constexpr uint32_t mask() const {
     const uint32_t width = hi - lo + 1u;
-    const uint32_t mask = width >= 32 ? ~0u : (1u << width) - 1u;
-    return (dword >> lo) & mask;
+    return width >= 32 ? ~0u : (1u << width) - 1u;
   }
+  /// The field's value, shifted down.
+  constexpr uint32_t of(uint32_t dword) const { return (dword >> lo) & mask(); }
+  /// value placed into the field (bits above the field's width are cut).
+  constexpr uint32_t place(uint32_t value) const { return (value & mask()) << lo; }
 };
 
 /// Double words shared by the device space and the port space.
@@ -34,6 +37,15 @@ inline constexpr Bits kDeviceID{31, 16};
 inline constexpr Bits kFirstCapabilityPointer{7, 0};
 inline constexpr Bits kAdapterType{23, 0};
 
+/// Adapter types, as port space double word 2 and the registry's
+/// "Adapter Type" carry them.
+inline constexpr uint32_t kLaneAdapterType = 0x000001;  // a lane (link) adapter
+inline constexpr uint32_t kNHIAdapterType = 0x000002;   // the host interface
+inline constexpr uint32_t kDPInAdapterType = 0x0E0101;
+inline constexpr uint32_t kDPOutAdapterType = 0x0E0102;
+inline constexpr uint32_t kPCIDownAdapterType = 0x100101;
+inline constexpr uint32_t kPCIUpAdapterType = 0x100102;
+
 /// Capability header (the capability's first double word).
 inline constexpr Bits kCapabilityNext{7, 0};
 inline constexpr Bits kCapabilityID{15, 8};
@@ -44,5 +56,21 @@ inline constexpr Bits kCapabilityExtendedNext{15, 0};
 
 /// The capability ID of a vendor-specific capability.
 inline constexpr uint32_t kVendorSpecificCapability = 5;
+
+/// Search keys of the vendor-specific capabilities of a router's device
+/// space: the first double word masked with kVendorCapabilityMask (capability
+/// ID and vendor-specific ID) equals the key.
+inline constexpr uint32_t kVendorCapabilityMask = 0xFFFF00;
+inline constexpr uint32_t kDftCapabilityKey = 0x010500;             // EEPROM pins, DROM offset
+inline constexpr uint32_t kLinkControllerCapabilityKey = 0x060500;  // mailboxes
+
+/// Double word 2 of the link-controller capability describes its mailboxes.
+inline constexpr uint32_t kLinkControllerMailboxDword = 2;
+struct LinkControllerMailboxFields {
+  Bits count{3, 0};     // number of mailboxes
+  Bits offset{15, 8};   // first mailbox, in double words from the capability
+  Bits length{27, 16};  // distance between two mailboxes, in double words
+};
+inline constexpr LinkControllerMailboxFields kLinkControllerMailbox{};
 
 }  // namespace tbt

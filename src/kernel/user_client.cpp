@@ -10,9 +10,6 @@
 namespace tbt {
 namespace {
 
-constexpr std::string_view kPortClass = "IOThunderboltPort";
-// A router ID is the low four bits of the root switch's UID.
-constexpr uint64_t kRouterIDMask = 0xF;
 // The driver serves the link controller's upper buses (above 10) in mode 1
 // and the lower ones in mode 2.
 constexpr uint32_t kIecsHighestLowBus = 10;
@@ -47,12 +44,6 @@ bool& powerSavingsSwitch() {
   return on;
 }
 
-RegistryEntry firstChildOfClass(const RegistryEntry& parent, std::string_view className) {
-  for (const RegistryEntry& child : parent.children())
-    if (child.conformsTo(className)) return child;
-  return RegistryEntry();
-}
-
 }  // namespace
 
 ThunderboltKernelUserClient::~ThunderboltKernelUserClient() { destroyUserClient(); }
@@ -85,7 +76,7 @@ Status ThunderboltKernelUserClient::createUserClientForService(const RegistryEnt
 
   deviceInterface_ = std::move(obtained);
   cfPlugInInterface_ = std::move(plugIn);
-  routerID_ = static_cast<uint8_t>(uid & kRouterIDMask);
+  routerID_ = routerIDOfUID(uid);
   version_ = version;
   userClientActive_ = true;
   if (powerSavings()) startPowerSavingsTimer();
@@ -101,7 +92,7 @@ void ThunderboltKernelUserClient::destroyUserClient() {
 
 Status ThunderboltKernelUserClient::makeActive() {
   if (powerSavingsTimer_) powerSavingsTimer_ = host().nowMicroseconds() + kIdleIntervalMicroseconds;
-  if (!userClientActive_) createUserClientForService(RegistryEntry(service_));
+  if (!userClientActive_) createUserClientForService(service_);
   return userClientActive_ ? status::kSuccess : status::kGeneralFailure;
 }
 

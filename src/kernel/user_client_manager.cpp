@@ -2,6 +2,7 @@
 
 #include "kernel/platform_singleton.h"
 #include "platform/platform.h"
+#include "platform/registry_keys.h"
 
 namespace tbt {
 namespace {

@@ -14,9 +14,6 @@ namespace tbt {
 
 class ThunderboltUserClientManager {
  public:
-  /// The registry class of a host controller.
-  static constexpr std::string_view kControllerClass = "IOThunderboltController";
-
   /// The shared manager, created from the installed platform on first use
   /// (which opens a user client for every controller present). It lives until
   /// the platform is replaced.

@@ -6,9 +6,6 @@
 namespace tbt {
 namespace {
 
-// A router ID is the low four bits of the host switch's UID.
-constexpr uint64_t kRouterIDMask = 0xF;
-
 RegistryEntry firstAncestor(const RegistryEntry& entry, const std::function<bool(const RegistryEntry&)>& accept) {
   for (const RegistryEntry& candidate : ancestors(entry))
     if (accept(candidate)) return candidate;
@@ -47,6 +44,12 @@ bool readRegistryNumber(const RegistryEntry& entry, std::string_view key, uint32
   return true;
 }
 
+RegistryEntry firstChildOfClass(const RegistryEntry& entry, std::string_view className) {
+  for (const RegistryEntry& child : entry.children())
+    if (child.conformsTo(className)) return child;
+  return RegistryEntry();
+}
+
 RegistryEntry parentSwitchOfEntry(const RegistryEntry& entry) { return firstAncestor(entry, isSwitch); }
 
 RegistryEntry rootSwitchOfEntry(const RegistryEntry& entry) {
@@ -62,7 +65,7 @@ uint64_t routeOfEntry(const RegistryEntry& entry) {
 uint8_t routerIDOfEntry(const RegistryEntry& entry) {
   uint64_t uid = ~uint64_t{0};
   readRegistryNumber64(entry, kUIDKey, uid);
-  return static_cast<uint8_t>(uid & kRouterIDMask);
+  return routerIDOfUID(uid);
 }
 
 }  // namespace tbt

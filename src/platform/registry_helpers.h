@@ -6,17 +6,15 @@
 #include <string_view>
 
 #include "platform/registry.h"
+#include "platform/registry_keys.h"
 
 namespace tbt {
 
-/// Registry class of a Thunderbolt switch entry.
-inline constexpr std::string_view kSwitchClass = "IOThunderboltSwitch";
-/// Property keys of a switch entry.
-inline constexpr std::string_view kRouteStringKey = "Route String";
-inline constexpr std::string_view kUIDKey = "UID";
-
 /// The value of routeOfEntry when the entry has no route string.
 inline constexpr uint64_t kNoRoute = ~uint64_t{0};
+
+/// The router ID of a controller whose host switch has this "UID": its low four bits.
+constexpr uint8_t routerIDOfUID(uint64_t uid) { return static_cast<uint8_t>(uid & 0xF); }
 
 /// Finds the data property `key` from `entry` (searching its children
 /// recursively when options has kSearchRecursively) and copies at most
@@ -32,6 +30,10 @@ bool readRegistryNumber(const RegistryEntry& entry, std::string_view key, uint32
 
 /// 64-bit form of readRegistryNumber.
 bool readRegistryNumber64(const RegistryEntry& entry, std::string_view key, uint64_t& value);
+
+/// The first child of entry in the service plane that conforms to className,
+/// or a null entry.
+RegistryEntry firstChildOfClass(const RegistryEntry& entry, std::string_view className);
 
 /// The nearest "IOThunderboltSwitch" among the entry's ancestors (the entry
 /// itself excluded), or a null entry.

@@ -4,25 +4,22 @@
 #include <array>
 
 #include "kernel/config_space.h"
-#include "kernel/user_client_manager.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
 namespace {
 
-// The lane adapter type whose capability pointer some early host controllers
-// report unreadable.
-constexpr uint32_t kLaneAdapterType = 0x0E0102;
-// Those controllers (vendor 0x8086, device IDs 0x1513, 0x151A, 0x1547,
-// 0x1548) as their identity double word reads.
+// Early host controllers (vendor 0x8086, device IDs 0x1513, 0x151A, 0x1547,
+// 0x1548, as their identity double word reads) report a first capability
+// pointer of their DP Out adapters that cannot be read.
 constexpr std::array<uint32_t, 4> kFixedStartControllers = {0x15138086, 0x151A8086, 0x15478086, 0x15488086};
-// Where their lane adapters' capability chain actually starts.
-constexpr uint8_t kFixedLaneCapabilityStart = 0x39;
+// Where those adapters' capability chain actually starts.
+constexpr uint8_t kFixedCapabilityStart = 0x39;
 
-// The first capability of a lane adapter on those controllers: when the
-// pointer the adapter reports cannot be read, the chain is known to start at
-// a fixed double word. The probing reads never change the walk's status.
-uint8_t laneAdapterStart(RouterHandle& handle, uint32_t port, uint8_t reported) {
+// The first capability of such an adapter: when the pointer the adapter
+// reports cannot be read, the chain is known to start at a fixed double
+// word. The probing reads never change the walk's status.
+uint8_t portCapabilityStart(RouterHandle& handle, uint32_t port, uint8_t reported) {
   uint32_t probe = 0;
   if (handle.configReadWithPort(port, kPortSpace, reported, probe) == status::kSuccess) return reported;
   handle.configReadWithPort(port, kPortSpace, reported + 1u, probe);
@@ -32,7 +29,7 @@ uint8_t laneAdapterStart(RouterHandle& handle, uint32_t port, uint8_t reported) 
     handle.configReadWithPort(port, kPortSpace, kAdapterTypeDword, adapter);
   const bool listed = std::find(kFixedStartControllers.begin(), kFixedStartControllers.end(), identity) !=
                       kFixedStartControllers.end();
-  return listed && kAdapterType.of(adapter) == kLaneAdapterType ? kFixedLaneCapabilityStart : reported;
+  return listed && kAdapterType.of(adapter) == kDPOutAdapterType ? kFixedCapabilityStart : reported;
 }
 
 // Double word 2 of either space, read around the first capability pointer.
@@ -50,7 +47,7 @@ Status firstCapability(RouterHandle& handle, uint32_t port, uint32_t space, uint
   handle.configReadWithPort(port, space, kDword2, unused);
   if (s != status::kSuccess) return s;
   current = static_cast<uint8_t>(kFirstCapabilityPointer.of(header));
-  if (space == kPortSpace) current = laneAdapterStart(handle, port, current);
+  if (space == kPortSpace) current = portCapabilityStart(handle, port, current);
   return s;
 }
 
@@ -84,10 +81,8 @@ Status walkCapabilities(RouterHandle& handle, uint32_t port, uint32_t space, con
 }
 
 uint32_t ThunderboltUserClientUtils::adapterTypeForRoute(uint64_t route, uint32_t andPort, uint8_t andRouterID) {
-  ThunderboltKernelUserClient* userClient =
-      ThunderboltUserClientManager::sharedInstance().userClientForRouterID(andRouterID);
   uint32_t word = 0;
-  if (!userClient || userClient->configReadWithRoute(route, andPort, kPortSpace, kAdapterTypeDword, word) != status::kSuccess)
+  if (configReadWithRouterID(andRouterID, route, andPort, kPortSpace, kAdapterTypeDword, word) != status::kSuccess)
     return 0;
   return kAdapterType.of(word);
 }

@@ -2,8 +2,6 @@
 
 #include <array>
 
-#include "platform/platform.h"
-
 namespace tbt {
 namespace {
 
@@ -12,24 +10,19 @@ constexpr std::array<uint8_t, 4> kCommandRead = {'C', 'I', 'O', 'r'};
 constexpr std::array<uint8_t, 4> kCommandWrite = {'C', 'I', 'O', 'w'};
 
 uint32_t addressWord(uint32_t port, uint32_t space, uint32_t index) {
-  return placeField(kBridgeSpace, space) | placeField(kBridgePort, port) | placeField(kBridgeIndex, index);
+  return kBridgeSpace.place(space) | kBridgePort.place(port) | kBridgeIndex.place(index);
 }
 
-Status readWord(const BridgeTransport& transport, uint8_t offset, uint32_t& value) {
+Status readWord(BridgeTransport& transport, uint8_t offset, uint32_t& value) {
   uint8_t bytes[4] = {0, 0, 0, 0};
   Status s = transport.read(offset, sizeof bytes, bytes);
   if (s == status::kSuccess) value = loadLittleEndian(bytes);
   return s;
 }
 
-Status identityOf(const BridgeTransport& transport, uint32_t& identity) {
-  identity = 0;
-  return readWord(transport, kBridgeIdentityOffset, identity);
-}
-
 // The direct form moves the data double word and the address word in one
 // 8-byte window; reading the window back gives the data the router returned.
-Status directAccess(const BridgeTransport& transport, uint32_t address, uint32_t data, uint32_t* outData) {
+Status directAccess(BridgeTransport& transport, uint32_t address, uint32_t data, uint32_t* outData) {
   uint8_t window[8];
   storeLittleEndian(data, window);
   storeLittleEndian(address, window + 4);
@@ -43,7 +36,7 @@ Status directAccess(const BridgeTransport& transport, uint32_t address, uint32_t
 
 // The command form starts the access with four characters at offset 16 and
 // clears them when the far router has answered.
-Status runCommand(const BridgeTransport& transport, const std::array<uint8_t, 4>& command) {
+Status runCommand(BridgeTransport& transport, const std::array<uint8_t, 4>& command) {
   Status s = transport.write(kBridgeWindowOffset, static_cast<uint32_t>(command.size()), command.data());
   if (s != status::kSuccess) return s;
   return pollForCompletion([&] {
@@ -62,22 +55,14 @@ void storeLittleEndian(uint32_t value, uint8_t* bytes) {
   for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-Status pollForCompletion(const std::function<bool()>& done) {
-  for (int poll = 0; poll < kCompletionPolls; ++poll) {
-    if (done()) return status::kSuccess;
-    host().sleepMicroseconds(kCompletionPollIntervalMicroseconds);
-  }
-  return status::kTimeout;
-}
-
-Status bridgeConfigRead(const BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
+Status bridgeConfigRead(BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
                         uint32_t& outData) {
   uint32_t identity = 0;
-  Status s = identityOf(transport, identity);
+  Status s = readWord(transport, kBridgeIdentityOffset, identity);
   if (s != status::kSuccess) return s;
   const uint32_t address = addressWord(port, space, index);
   if (identity == kDirectBridgeIdentity)
-    return directAccess(transport, placeField(kBridgeStart, 1) | address, 0, &outData);
+    return directAccess(transport, kBridgeStart.place(1) | address, 0, &outData);
   if (identity != kCommandBridgeIdentity) return status::kUnsupported;
   uint8_t request[4];
   storeLittleEndian(address, request);
@@ -87,14 +72,14 @@ Status bridgeConfigRead(const BridgeTransport& transport, uint32_t port, uint32_
   return s;
 }
 
-Status bridgeConfigWrite(const BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
+Status bridgeConfigWrite(BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
                          uint32_t data) {
   uint32_t identity = 0;
-  Status s = identityOf(transport, identity);
+  Status s = readWord(transport, kBridgeIdentityOffset, identity);
   if (s != status::kSuccess) return s;
   const uint32_t address = addressWord(port, space, index);
   if (identity == kDirectBridgeIdentity)
-    return directAccess(transport, placeField(kBridgeStart, 1) | placeField(kBridgeWrite, 1) | address, data,
+    return directAccess(transport, kBridgeStart.place(1) | kBridgeWrite.place(1) | address, data,
                         nullptr);
   if (identity != kCommandBridgeIdentity) return status::kUnsupported;
   uint8_t request[8];

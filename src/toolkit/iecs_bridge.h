@@ -14,9 +14,9 @@
 //                          four characters "CIOr" or "CIOw" at offset 16; the
 //                          bridge clears offset 16 to 0 when it is done.
 #include <cstdint>
-#include <functional>
 
 #include "kernel/config_space.h"
+#include "platform/platform.h"
 #include "platform/status.h"
 
 namespace tbt {
@@ -45,35 +45,38 @@ inline constexpr Bits kBridgeIndex{12, 0};
 inline constexpr int kCompletionPolls = 50;
 inline constexpr uint64_t kCompletionPollIntervalMicroseconds = 10'000;
 
-/// value placed into field (bits above the field's width are cut).
-constexpr uint32_t placeField(Bits field, uint32_t value) {
-  const uint32_t width = field.hi - field.lo + 1u;
-  const uint32_t mask = width >= 32 ? ~0u : (1u << width) - 1u;
-  return (value & mask) << field.lo;
+/// Asks done() up to kCompletionPolls times, sleeping
+/// kCompletionPollIntervalMicroseconds after each try that finds the hardware
+/// still busy. Returns 0 as soon as done() is true, time-out after the last try.
+template <typename Done>
+Status pollForCompletion(Done done) {
+  for (int poll = 0; poll < kCompletionPolls; ++poll) {
+    if (done()) return status::kSuccess;
+    host().sleepMicroseconds(kCompletionPollIntervalMicroseconds);
+  }
+  return status::kTimeout;
 }
 
-/// Asks done() up to kCompletionPolls times, sleeping kCompletionPollInterval
-/// after each try that finds the hardware still busy.
-/// Returns 0 as soon as done() is true, time-out after the last try.
-Status pollForCompletion(const std::function<bool()>& done);
-
-/// Byte transfers to the bridge device: read fills length bytes from offset,
-/// write sends length bytes to offset; each returns the transfer's status.
-struct BridgeTransport {
-  std::function<Status(uint8_t offset, uint32_t length, uint8_t* data)> read;
-  std::function<Status(uint8_t offset, uint32_t length, const uint8_t* data)> write;
+/// Byte transfers to the bridge device, implemented by each transport.
+class BridgeTransport {
+ public:
+  virtual ~BridgeTransport() = default;
+  /// Fills length bytes of data from the bridge's register offset.
+  virtual Status read(uint8_t offset, uint32_t length, uint8_t* data) = 0;
+  /// Sends length bytes of data to the bridge's register offset.
+  virtual Status write(uint8_t offset, uint32_t length, const uint8_t* data) = 0;
 };
 
 /// Reads one double word (port, space, index) of the router behind the bridge.
 /// outData is written only on success. Returns 0, unsupported for a bridge of
 /// neither form, time-out when the command form never finishes, or the first
 /// failing transfer's status.
-Status bridgeConfigRead(const BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
+Status bridgeConfigRead(BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
                         uint32_t& outData);
 
 /// Writes one double word (port, space, index) of the router behind the
 /// bridge. Statuses as bridgeConfigRead.
-Status bridgeConfigWrite(const BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
+Status bridgeConfigWrite(BridgeTransport& transport, uint32_t port, uint32_t space, uint32_t index,
                          uint32_t data);
 
 /// Little-endian packing of IECS bytes into double words, as the link

@@ -120,12 +120,10 @@ void lookForXDomain(Utils& utils, Adapter& a, uint8_t routerID, bool checkForEDM
 
 // True when the hardware's path entry for hopID on (route, port) is valid and
 // leaves by dstPort with dstHopID.
-bool hardwareAgrees(uint8_t routerID, uint64_t route, uint32_t port, const Hop& hop) {
-  ThunderboltKernelUserClient* userClient =
-      ThunderboltUserClientManager::sharedInstance().userClientForRouterID(routerID);
+bool hardwareAgrees(Utils& utils, uint8_t routerID, uint64_t route, uint32_t port, const Hop& hop) {
   uint32_t entry = 0;
-  if (!userClient || userClient->configReadWithRoute(route, port, kPathSpace, pathEntryIndex(hop.hopID), entry) !=
-                         status::kSuccess)
+  if (utils.configReadWithRouterID(routerID, route, port, kPathSpace, pathEntryIndex(hop.hopID), entry) !=
+      status::kSuccess)
     return false;
   return kPathEntry.valid.of(entry) == 1 && kPathEntry.outputHopID.of(entry) == hop.dstHopID &&
          kPathEntry.outputPort.of(entry) == hop.dstPort;
@@ -172,7 +170,7 @@ Crossing crossLink(Utils& utils, const RegistryEntry& peer, uint64_t hop, uint8_
   utils.unsignedLongForRegistryEntry(peer, kPortNumberKey, number);
   c.peerNumber = static_cast<uint32_t>(number);
   c.nextHopID = entry->dstHopID;
-  c.outcome = hardwareAgrees(routerID, c.peerRoute, c.peerNumber, *entry) ? Crossing::Match : Crossing::Mismatch;
+  c.outcome = hardwareAgrees(utils, routerID, c.peerRoute, c.peerNumber, *entry) ? Crossing::Match : Crossing::Mismatch;
   return c;
 }
 
@@ -217,7 +215,7 @@ std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port,
     RegistryEntry next = portAtIndex(static_cast<uint32_t>(hop.dstPort), a.sw, andRouterID);
     if (!next) {
       appendf(out, "%s: (%s) [Route 0x%llx: Port 0x%x --> ERROR\n", ownerOf(hop), a.name.c_str(), route, a.number);
-    } else if (!hardwareAgrees(andRouterID, a.route, a.number, hop)) {
+    } else if (!hardwareAgrees(*this, andRouterID, a.route, a.number, hop)) {
       trace(out, "### append:path_string (b) ###\n");
       appendf(out, "%s: (%s) [Route 0x%llx: Port 0x%x --> ERROR (HW/SW MISMATCH)\n", ownerOf(hop), a.name.c_str(),
               route, a.number);

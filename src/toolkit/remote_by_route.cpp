@@ -10,31 +10,43 @@ constexpr uint8_t kRemoteAccessRouterID = 0;
 
 // The bridge (IECS device 3) on bus of the router at route, through the
 // user client's own IECS transfers.
-BridgeTransport userClientBridge(ThunderboltKernelUserClient& userClient, uint64_t route, uint32_t bus) {
-  return BridgeTransport{[&userClient, route, bus](uint8_t offset, uint32_t length, uint8_t* data) {
-                           return userClient.iecsRead(route, bus, kBridgeDevice, offset, length, data);
-                         },
-                         [&userClient, route, bus](uint8_t offset, uint32_t length, const uint8_t* data) {
-                           return userClient.iecsWrite(route, bus, kBridgeDevice, offset, length, data);
-                         }};
+class UserClientBridge : public BridgeTransport {
+ public:
+  UserClientBridge(ThunderboltKernelUserClient& userClient, uint64_t route, uint32_t bus)
+      : userClient_(userClient), route_(route), bus_(bus) {}
+  Status read(uint8_t offset, uint32_t length, uint8_t* data) override {
+    return userClient_.iecsRead(route_, bus_, kBridgeDevice, offset, length, data);
+  }
+  Status write(uint8_t offset, uint32_t length, const uint8_t* data) override {
+    return userClient_.iecsWrite(route_, bus_, kBridgeDevice, offset, length, data);
+  }
+
+ private:
+  ThunderboltKernelUserClient& userClient_;
+  uint64_t route_;
+  uint32_t bus_;
+};
+
+ThunderboltKernelUserClient* remoteAccessUserClient() {
+  return ThunderboltUserClientManager::sharedInstance().userClientForRouterID(kRemoteAccessRouterID);
 }
 
 }  // namespace
 
 Status ThunderboltUserClientUtils::iecsRemoteConfigReadWithRoute(uint64_t route, uint32_t bus, uint32_t port,
                                                                  uint32_t space, uint32_t index, uint32_t& outData) {
-  ThunderboltKernelUserClient* userClient =
-      ThunderboltUserClientManager::sharedInstance().userClientForRouterID(kRemoteAccessRouterID);
+  ThunderboltKernelUserClient* userClient = remoteAccessUserClient();
   if (!userClient) return status::kGeneralFailure;
-  return bridgeConfigRead(userClientBridge(*userClient, route, bus), port, space, index, outData);
+  UserClientBridge bridge(*userClient, route, bus);
+  return bridgeConfigRead(bridge, port, space, index, outData);
 }
 
 Status ThunderboltUserClientUtils::iecsRemoteConfigWriteWithRoute(uint64_t route, uint32_t bus, uint32_t port,
                                                                   uint32_t space, uint32_t index, uint32_t data) {
-  ThunderboltKernelUserClient* userClient =
-      ThunderboltUserClientManager::sharedInstance().userClientForRouterID(kRemoteAccessRouterID);
+  ThunderboltKernelUserClient* userClient = remoteAccessUserClient();
   if (!userClient) return status::kGeneralFailure;
-  return bridgeConfigWrite(userClientBridge(*userClient, route, bus), port, space, index, data);
+  UserClientBridge bridge(*userClient, route, bus);
+  return bridgeConfigWrite(bridge, port, space, index, data);
 }
 
 }  // namespace tbt

@@ -23,15 +23,31 @@ struct DeviceCode {
 };
 constexpr std::array<DeviceCode, 3> kDeviceCodes = {{{1, 1}, {2, 11}, {3, 5}}};
 
-using Buffer = std::array<uint8_t, kMailboxDataBytes>;
-
-}  // namespace
-
+// The mailbox code of IECS device 1, 2 or 3; 0 for any other device.
 uint32_t mailboxDeviceCode(uint32_t device) {
   for (const DeviceCode& entry : kDeviceCodes)
     if (entry.device == device) return entry.code;
   return 0;
 }
+
+using Buffer = std::array<uint8_t, kMailboxDataBytes>;
+
+// IECS device 3 (the configuration bridge) reached through a handle's mailbox.
+class MailboxBridge : public BridgeTransport {
+ public:
+  explicit MailboxBridge(RemoteRouterHandle& handle) : handle_(handle) {}
+  Status read(uint8_t offset, uint32_t length, uint8_t* data) override {
+    return handle_.iecsReadWithDevice(kBridgeDevice, offset, length, data);
+  }
+  Status write(uint8_t offset, uint32_t length, const uint8_t* data) override {
+    return handle_.iecsWriteWithDevice(kBridgeDevice, offset, length, data);
+  }
+
+ private:
+  RemoteRouterHandle& handle_;
+};
+
+}  // namespace
 
 std::unique_ptr<RemoteRouterHandle> RemoteRouterHandle::remoteRouterHandle() {
   return std::make_unique<RemoteRouterHandle>();
@@ -47,18 +63,19 @@ Status RemoteRouterHandle::parentWrite(uint32_t index, uint32_t value) {
   return parent_->configWriteWithPort(0, kDeviceSpace, index, value);
 }
 
-void RemoteRouterHandle::readLinkControllerGeometry(Status& s) {
+Status RemoteRouterHandle::readLinkControllerGeometry() {
   uint8_t header = 0;
-  s = ThunderboltUserClientUtils::sharedInstance().findCapabilityAtRouterHandle(
-      header, kLinkControllerCapabilityValue, kLinkControllerCapabilityMask, *parent_, 0, kDeviceSpace);
-  if (s != status::kSuccess) return;
+  Status s = ThunderboltUserClientUtils::sharedInstance().findCapabilityAtRouterHandle(
+      header, kLinkControllerCapabilityKey, kVendorCapabilityMask, *parent_, 0, kDeviceSpace);
+  if (s != status::kSuccess) return s;
   lcHeader_ = header;
   uint32_t geometry = 0;
   s = parentRead(lcHeader_ + kLinkControllerMailboxDword, geometry);
-  if (s != status::kSuccess) return;
+  if (s != status::kSuccess) return s;
   lcCount_ = kLinkControllerMailbox.count.of(geometry);
   lcOffset_ = lcHeader_ + kLinkControllerMailbox.offset.of(geometry);
   lcLength_ = kLinkControllerMailbox.length.of(geometry);
+  return s;
 }
 
 Status RemoteRouterHandle::initializeIECS() {
@@ -71,7 +88,7 @@ Status RemoteRouterHandle::initializeIECS() {
                      kPortMicroIdentities.end();
   host().log(textf("RemoteRouterHandle - initializeIECS - portMicroMode = %d", portMicroMode_ ? 1 : 0));
   if (portMicroMode_) return s;
-  if (s == status::kSuccess) readLinkControllerGeometry(s);
+  if (s == status::kSuccess) s = readLinkControllerGeometry();
   host().log(textf("RemoteRouterHandle - initializeIECS - lcHeader = 0x%x lcOffset = 0x%x lcCount = 0x%x "
                    "lcLength = 0x%x",
                    lcHeader_, lcOffset_, lcCount_, lcLength_));
@@ -81,10 +98,9 @@ Status RemoteRouterHandle::initializeIECS() {
 Status RemoteRouterHandle::startTransfer(uint32_t code, uint8_t offset, uint32_t length, bool write,
                                          uint32_t& statusWord) {
   const uint32_t commandIndex = mailboxBase() + kMailboxCommandDword;
-  const uint32_t command = placeField(kMailboxCommand.start, 1) | placeField(kMailboxCommand.always, 1) |
-                           placeField(kMailboxCommand.write, write ? 1 : 0) |
-                           placeField(kMailboxCommand.length, length) | placeField(kMailboxCommand.offset, offset) |
-                           placeField(kMailboxCommand.device, code);
+  const uint32_t command = kMailboxCommand.start.place(1) | kMailboxCommand.always.place(1) |
+                           kMailboxCommand.write.place(write ? 1 : 0) | kMailboxCommand.length.place(length) |
+                           kMailboxCommand.offset.place(offset) | kMailboxCommand.device.place(code);
   Status s = parentWrite(commandIndex, command);
   if (s != status::kSuccess) return s;
   // A failed poll read counts as "still busy".
@@ -148,23 +164,16 @@ Status RemoteRouterHandle::iecsWriteWithDevice(uint32_t device, uint8_t offset, 
   return status::kSuccess;
 }
 
-BridgeTransport RemoteRouterHandle::bridgeTransport() {
-  return BridgeTransport{[this](uint8_t offset, uint32_t length, uint8_t* data) {
-                           return iecsReadWithDevice(kBridgeDevice, offset, length, data);
-                         },
-                         [this](uint8_t offset, uint32_t length, const uint8_t* data) {
-                           return iecsWriteWithDevice(kBridgeDevice, offset, length, data);
-                         }};
-}
-
 Status RemoteRouterHandle::iecsRemoteConfigReadWithPort(uint32_t port, uint32_t space, uint32_t index,
                                                         uint32_t& outData) {
-  return bridgeConfigRead(bridgeTransport(), port, space, index, outData);
+  MailboxBridge bridge(*this);
+  return bridgeConfigRead(bridge, port, space, index, outData);
 }
 
 Status RemoteRouterHandle::iecsRemoteConfigWriteWithPort(uint32_t port, uint32_t space, uint32_t index,
                                                          uint32_t data) {
-  return bridgeConfigWrite(bridgeTransport(), port, space, index, data);
+  MailboxBridge bridge(*this);
+  return bridgeConfigWrite(bridge, port, space, index, data);
 }
 
 Status RemoteRouterHandle::configReadWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t& outData) {

@@ -8,7 +8,8 @@
 // layer, because finding the parent's link controller needs the toolkit's
 // capability search.
 //
-// Mailbox of bus b, in the parent's device space, base = lcOffset + b * lcLength:
+// Mailbox of bus b, in the parent's device space, base = lcOffset + b * lcLength
+// (the link-controller capability's mailbox geometry, kernel/config_space.h):
 //   base + 99          command / status word (kMailboxCommand fields)
 //   base + 100 .. 115  64 bytes of write data
 //   base + 116 .. 131  64 bytes of read data
@@ -20,8 +21,6 @@
 #include "platform/status.h"
 
 namespace tbt {
-
-struct BridgeTransport;
 
 /// Layout of a link-controller IECS mailbox, in double words from its base.
 inline constexpr uint32_t kMailboxCommandDword = 99;
@@ -39,24 +38,9 @@ struct MailboxCommandFields {
   Bits write{23, 23};          // 1 for a write transfer
   Bits length{22, 16};         // bytes to move
   Bits offset{15, 8};          // IECS register offset
-  Bits device{7, 0};           // device code (mailboxDeviceCode)
+  Bits device{7, 0};           // device code: device 1 -> 1, 2 -> 11, 3 -> 5
 };
 inline constexpr MailboxCommandFields kMailboxCommand{};
-
-/// Search key of the link-controller capability (vendor-specific ID 6).
-inline constexpr uint32_t kLinkControllerCapabilityValue = 0x060500;
-inline constexpr uint32_t kLinkControllerCapabilityMask = 0xFFFF00;
-/// Double word 2 of the link-controller capability describes its mailboxes.
-inline constexpr uint32_t kLinkControllerMailboxDword = 2;
-struct LinkControllerMailboxFields {
-  Bits count{3, 0};     // number of mailboxes
-  Bits offset{15, 8};   // first mailbox, in double words from the capability
-  Bits length{27, 16};  // distance between two mailboxes, in double words
-};
-inline constexpr LinkControllerMailboxFields kLinkControllerMailbox{};
-
-/// The mailbox code of IECS device 1, 2 or 3; 0 for any other device.
-uint32_t mailboxDeviceCode(uint32_t device);
 
 class RemoteRouterHandle : public RouterHandle {
  public:
@@ -103,7 +87,6 @@ class RemoteRouterHandle : public RouterHandle {
   /// The bridge's configuration write, as configWriteWithPort.
   Status iecsRemoteConfigWriteWithPort(uint32_t port, uint32_t space, uint32_t index, uint32_t data);
 
-  bool iecsInitialized() const { return iecsInitialized_; }
   bool portMicroMode() const { return portMicroMode_; }
   uint32_t lcHeader() const { return lcHeader_; }
   uint32_t lcOffset() const { return lcOffset_; }
@@ -115,9 +98,7 @@ class RemoteRouterHandle : public RouterHandle {
   Status parentWrite(uint32_t index, uint32_t value);
   uint32_t mailboxBase() const { return lcOffset_ + bus_ * lcLength_; }
   Status startTransfer(uint32_t code, uint8_t offset, uint32_t length, bool write, uint32_t& statusWord);
-  void readLinkControllerGeometry(Status& s);
-  // IECS device 3 reached through this handle's mailbox.
-  BridgeTransport bridgeTransport();
+  Status readLinkControllerGeometry();
 
   uint32_t bus_ = 0;
   std::shared_ptr<RouterHandle> parent_;

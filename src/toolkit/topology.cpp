@@ -37,7 +37,7 @@ RegistryEntry firstParent(const RegistryEntry& entry) {
 bool isLaneAdapter(const RegistryEntry& port) { return adapterTypeOfPort(port) == kLaneAdapterType; }
 
 struct AdapterName {
-  uint64_t type;
+  uint32_t type;
   const char* name;
 };
 constexpr AdapterName kAdapterNames[] = {
@@ -62,10 +62,7 @@ uint64_t adapterTypeOfPort(const RegistryEntry& port) {
 RegistryEntry ThunderboltUserClientUtils::nhiForRouterID(uint8_t routerID) {
   ThunderboltKernelUserClient* userClient =
       ThunderboltUserClientManager::sharedInstance().userClientForRouterID(routerID);
-  if (!userClient) return RegistryEntry();
-  for (const RegistryEntry& child : userClient->controller().children())
-    if (child.conformsTo(kPortClass)) return child;
-  return RegistryEntry();
+  return userClient ? firstChildOfClass(userClient->controller(), kPortClass) : RegistryEntry();
 }
 
 RegistryEntry ThunderboltUserClientUtils::switchFromPort(const RegistryEntry& port, uint8_t) {
