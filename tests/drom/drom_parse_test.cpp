@@ -1,5 +1,6 @@
-// The parser against images that exercise its branches, including hostile
-// ones: it reports, skips or stops, and never leaves the buffer.
+// The checksums, and the parser against images that exercise its branches,
+// including hostile ones: it reports, skips or stops, and never leaves the
+// buffer.
 #include <gtest/gtest.h>
 
 #include "drom_fixtures.h"
@@ -8,10 +9,24 @@
 namespace tbt {
 namespace {
 
-using testing_drom::CapturedDROM;
-using testing_drom::kOneOfEach;
-using testing_drom::makeImage;
-using Bytes = std::vector<uint8_t>;
+using namespace testing_drom;
+
+TEST(Checksums, KnownVectors) {
+  const uint8_t digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+  const std::vector<uint8_t> zeros(8, 0);
+  const std::vector<uint8_t> ones(32, 0xFF);
+  const struct { const uint8_t* bytes; int32_t count; uint8_t crc8; uint32_t crc32c; } vectors[] = {
+      {digits, 9, 0xFB, 0xE3069283},        // the customary check string
+      {digits, 0, 0xFF, 0x00000000},        // nothing covered
+      {digits, -5, 0xFF, 0x00000000},       // a negative count touches nothing
+      {zeros.data(), 8, 0xDB, 0x8C28B28A},  // a blank UID
+      {ones.data(), 32, 0xFC, 0x62A8AB43},  // the iSCSI all-ones block
+  };
+  for (const auto& v : vectors) {
+    EXPECT_EQ(crc8(v.bytes, v.count), v.crc8) << v.count;
+    EXPECT_EQ(crc32c(v.bytes, v.count), v.crc32c) << v.count;
+  }
+}
 
 const Bytes kVendorName = {6, 1, 'A', 'c', 'm', 0};
 const Bytes kModelName = {4, 2, 'Z', 0};
@@ -24,20 +39,33 @@ struct ParseCase {
   std::vector<std::string> lines = {};   // each must appear in the output
   std::vector<std::string> absent = {};  // none of these may appear
   uint32_t generics = 0;                 // generic records filled
+  bool ignoreCRCs = true;
 };
 
-Bytes withLength(Bytes image, uint16_t length) {
-  image[14] = static_cast<uint8_t>(length);
-  image[15] = static_cast<uint8_t>(length >> 8);
+// The image with byte `at` changed to value.
+Bytes patched(Bytes image, size_t at, uint8_t value) {
+  image[at] = value;
   return image;
 }
 
 std::vector<ParseCase> parseCases() {
   const std::vector<PortMapPair> unknownClass = {{1, 0x123401}};
+  // Byte 0 holds the CRC-8, byte 9 the CRC-32's low byte.
+  const Bytes valid = makeImage({kVendorName});
+  const Bytes crc8Bad = patched(valid, 0, valid[0] ^ 0x5A);
+  const Bytes crc32Bad = patched(valid, 9, valid[9] ^ 0x5A);
+  const std::string crc8Line = textf("CRC8: 0x%x != 0x%x\n", crc8Bad[0], crc8Bad[0] ^ 0x5A);
+  const uint32_t crc = storedCrc32(crc32Bad.data());
+  const std::string crc32Line = textf("CRC32: 0x%x != 0x%x\n", crc, crc ^ 0x5A);
   // clang-format off
   return {
+      {"noPortMap", valid, {}, status::kNotReady, {}, {"uid:"}},
       {"version2", makeImage({kVendorName}, 2), kOneOfEach, 0,
        {"Trying to parse an unknown style ROM (Version 2)\n"}, {}, 1},
+      {"crc8Strict", crc8Bad, kOneOfEach, status::kChecksumMismatch, {crc8Line}, {"vendorID"}, 0, false},
+      {"crc8Lenient", crc8Bad, kOneOfEach, 0, {crc8Line, "vendorID: 0x1234\n"}, {}, 1},
+      {"crc32Strict", crc32Bad, kOneOfEach, status::kChecksumMismatch, {crc32Line}, {"vendorID"}, 0, false},
+      {"crc32Lenient", crc32Bad, kOneOfEach, 0, {crc32Line, "vendorID: 0x1234\n"}, {}, 1},
       {"unknownClass", makeImage({{2, 0x81}, kVendorName}), unknownClass, status::kGeneralFailure,
        {"Unknown adpater type: 0x123401\n", "Vendor Name; 'Acm'\n"}, {"disabled:"}, 1},
       {"portNotInMap", makeImage({{2, 0x84}, kModelName}), kOneOfEach, 0,
@@ -57,6 +85,8 @@ std::vector<ParseCase> parseCases() {
       {"dpV2NoPreferred", makeImage({{5, 0x83, 0, 0, 0x05}}), kOneOfEach, 0, {"hasPreferredPort: 0x0\n"},
        {"preferredNullPort"}},
       {"disabledLane", makeImage({{2, 0xC1}}), kOneOfEach, 0, {"disabled: 0x1\n"}, {"hasDualLinkPort"}},
+      {"elevenGenerics", makeImage(std::vector<Bytes>(11, Bytes{3, 7, 0x55})), kOneOfEach, 0,
+       {"Generic Entry: 0xa\n"}, {"Generic Entry: 0xb\n"}, 10},
       // Hostile images.
       {"headerOnlyPart", Bytes(10, 0), kOneOfEach, status::kGeneralFailure,
        {"ROM buffer of 10 bytes is shorter than the 22-byte header\n"}, {"uid:"}},
@@ -72,7 +102,7 @@ std::vector<ParseCase> parseCases() {
       {"port14ThenNames", makeImage({{8, 0x8E, 0, 0, 0, 0, 0, 0}, kVendorName, kModelName}), {{14, 0x1}},
        status::kGeneralFailure, {"portNum 14 is outside the 13 port records; entry skipped\n", "Vendor Name; 'Acm'\n",
                                  "Model Name; 'Z'\n"}, {}, 2},
-      {"lengthPastBuffer", withLength(makeImage({{2, 0xC1}, {2, 0xC1}}), 20), kOneOfEach, status::kGeneralFailure,
+      {"lengthPastBuffer", patched(makeImage({{2, 0xC1}, {2, 0xC1}}), 14, 20), kOneOfEach, status::kGeneralFailure,
        {"CRC32 covers 0x14 bytes but the buffer holds 0xd after offset 0xd\n", "overstepped buffer size!\n"}},
   };
   // clang-format on
@@ -82,9 +112,8 @@ class ParseCases : public ::testing::TestWithParam<ParseCase> {};
 
 TEST_P(ParseCases, ReportsWhatTheImageHolds) {
   const ParseCase& c = GetParam();
-  CapturedDROM parsed;
-  parsed.drom.setPortMap(c.map);
-  EXPECT_EQ(parsed.drom.parseROMDataIgnoreCRCs(c.image.data(), static_cast<uint32_t>(c.image.size()), true), c.status);
+  CapturedDROM parsed(c.map);
+  EXPECT_EQ(parsed.parse(c.image, c.ignoreCRCs), c.status);
   for (const std::string& line : c.lines)
     EXPECT_NE(parsed.printed.find(line), std::string::npos) << line << "\n" << parsed.printed;
   for (const std::string& text : c.absent) EXPECT_EQ(parsed.printed.find(text), std::string::npos) << text;
@@ -94,54 +123,21 @@ TEST_P(ParseCases, ReportsWhatTheImageHolds) {
 INSTANTIATE_TEST_SUITE_P(Images, ParseCases, ::testing::ValuesIn(parseCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(Parse, ChecksumMismatchFailsUnlessIgnored) {
-  // Byte 0 holds the CRC-8, byte 9 the low byte of the CRC-32.
-  for (size_t corrupted : {size_t{0}, size_t{9}}) {
-    Bytes image = makeImage({kVendorName});
-    image[corrupted] ^= 0x5A;
-    const uint32_t stored = image[9] | image[10] << 8 | image[11] << 16 | static_cast<uint32_t>(image[12]) << 24;
-    const std::string line = corrupted == 0 ? textf("CRC8: 0x%x != 0x%x\n", image[0], image[0] ^ 0x5A)
-                                            : textf("CRC32: 0x%x != 0x%x\n", stored, stored ^ 0x5A);
-    CapturedDROM strict;
-    strict.drom.setPortMap(kOneOfEach);
-    EXPECT_EQ(strict.drom.parseROMData(image.data(), static_cast<uint32_t>(image.size())), status::kChecksumMismatch);
-    EXPECT_NE(strict.printed.find(line), std::string::npos) << strict.printed;
-    EXPECT_EQ(strict.printed.find("vendorID"), std::string::npos);
-
-    CapturedDROM lenient;
-    lenient.drom.setPortMap(kOneOfEach);
-    EXPECT_EQ(lenient.drom.parseROMDataIgnoreCRCs(image.data(), static_cast<uint32_t>(image.size()), true), 0u);
-    EXPECT_NE(lenient.printed.find(" != "), std::string::npos);
-    EXPECT_EQ(lenient.drom.getParsedROM().vendorID, 0x1234);
-  }
-}
-
-TEST(Parse, GenericRecordsFillUpAndKeepCountingAcrossParses) {
-  std::vector<Bytes> entries(11, Bytes{3, 7, 0x55});
-  Bytes eleven = makeImage(entries);
-  CapturedDROM parsed;
-  parsed.drom.setPortMap(kOneOfEach);
-  EXPECT_EQ(parsed.drom.parseROMData(eleven.data(), static_cast<uint32_t>(eleven.size())), 0u);
-  EXPECT_EQ(parsed.drom.genericsCount(), 10u);
-  EXPECT_NE(parsed.printed.find("Generic Entry: 0xa\n"), std::string::npos);
-  EXPECT_EQ(parsed.printed.find("Generic Entry: 0xb\n"), std::string::npos);
-
-  CapturedDROM twice;
-  twice.drom.setPortMap(kOneOfEach);
-  Bytes two = makeImage({kVendorName, kModelName});
-  twice.drom.parseROMData(two.data(), static_cast<uint32_t>(two.size()));
-  twice.drom.parseROMData(two.data(), static_cast<uint32_t>(two.size()));
+TEST(Parse, GenericCountCarriesOverToTheNextParse) {
+  CapturedDROM twice(kOneOfEach);
+  const Bytes two = makeImage({kVendorName, kModelName});
+  twice.parse(two);
+  twice.parse(two);
   EXPECT_EQ(twice.drom.genericsCount(), 4u);
   EXPECT_EQ(twice.drom.getParsedROM().generics[0].type, 0);  // cleared by the second parse
   EXPECT_EQ(twice.drom.getParsedROM().generics[3].type, kGenericModelName);
 }
 
-TEST(Parse, RefusesNullBufferAndMissingPortMap) {
+TEST(Parse, RefusesNullBufferAfterLogging) {
   CapturedDROM parsed;
-  Bytes image = makeImage({});
   EXPECT_EQ(parsed.drom.parseROMData(nullptr, 10), status::kBadArgument);
-  EXPECT_EQ(parsed.drom.parseROMData(image.data(), static_cast<uint32_t>(image.size())), status::kNotReady);
-  EXPECT_EQ(parsed.logged, "parseROMData\nparseROMData\n");
+  EXPECT_EQ(parsed.logged, "parseROMData\n");
+  EXPECT_EQ(parsed.printed, "");
 }
 
 }  // namespace

@@ -1,0 +1,154 @@
+// tbkit end to end through the program's own entry: the drom commands on
+// files, the topology and access commands on the rich simulated host. Exit
+// codes, output and one-line errors.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "cli/tbkit_main.h"
+#include "support/topology_builder.h"
+
+namespace tbt::cli {
+namespace {
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+Outcome tbkit(const std::vector<std::string>& args) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const int status = runTbkit(args, out, err);
+  return {status, out.str(), err.str()};
+}
+
+// A command line, its exit status, a text its output holds and its whole error output.
+struct Case {
+  std::vector<std::string> args;
+  int status;
+  std::string outContains;
+  std::string err;
+};
+
+// Runs every case with extra appended to its arguments.
+void expectCases(const std::vector<Case>& cases, const std::vector<std::string>& extra = {}) {
+  for (const Case& c : cases) {
+    std::vector<std::string> args = c.args;
+    args.insert(args.end(), extra.begin(), extra.end());
+    SCOPED_TRACE(::testing::PrintToString(args));
+    const Outcome run = tbkit(args);
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_NE(run.out.find(c.outContains), std::string::npos) << run.out;
+    EXPECT_EQ(run.err, c.err);
+  }
+}
+
+class DromCommands : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tbkit-drom-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+  std::string path(const char* name) const { return (dir_ / name).string(); }
+
+  std::filesystem::path dir_;
+};
+
+TEST_F(DromCommands, BuildWritesAtomicallyAndParsesBack) {
+  const std::string image = path("image.bin");
+  Outcome built =
+      tbkit({"drom", "build", "--port-map", "lane1-pcieup1", "--uid", "0x0123456789abcdef", "--vendor-id", "4660",
+             "--model-id", "0x5678", "--vendor-name", "AB", "--model-name", "C", "--generic", "5:dead", "-o", image});
+  ASSERT_EQ(built.status, 0) << built.err;
+  EXPECT_EQ(built.out, "wrote 46 bytes to " + image + "\n");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), std::filesystem::directory_iterator()), 1);
+  EXPECT_EQ(std::filesystem::file_size(image), 46u);
+  expectCases({
+      {{"drom", "parse", image, "--port-map=1:1,2:0x100102"}, 0, "uid: 0x123456789abcdef\n", ""},
+      {{"drom", "parse", image}, 0, "Vendor Name; 'AB'\n", ""},
+      {{"drom", "dump", image, "--style", "plain", "--width", "0x20"}, 0, "50 ef cd ab 89 67 45 23 01 ", ""},
+      {{"drom", "dump", image, "--style", "plain"}, 0, "04 05 de ad\n", ""},
+  });
+}
+
+TEST_F(DromCommands, HelpAndBadInput) {
+  const std::string missing = path("missing.bin");
+  const std::string corrupt = path("corrupt.bin");
+  std::ofstream(corrupt, std::ios::binary) << std::string(30, '\x01');
+  auto build = [](std::vector<std::string> extra) {
+    extra.insert(extra.begin(),
+                 {"drom", "build", "--port-map", "lane1-pcieup1", "--vendor-id", "1", "--model-id", "2"});
+    return extra;
+  };
+  expectCases({
+      {{"drom", "parse", "--help"}, 0, "usage: tbkit drom parse [options] FILE\n", ""},
+      {{"drom", "build", "--help"}, 0, "  -h, --help", ""},
+      {{"drom", "dump", "--help"}, 0, "usage: tbkit drom dump", ""},
+      {build({"--uid", "12z"}), 2, "",
+       "tbkit drom build: --uid: '12z' is not a number (decimal or 0x-hex) (see --help)\n"},
+      {build({}), 2, "", "tbkit drom build: missing --uid (see --help)\n"},
+      {build({"--uid", "1", "--model-id", "3"}), 2, "",
+       "tbkit drom build: --model-id given more than once (see --help)\n"},
+      {build({"--uid", "1", "--generic", "64:00"}), 2, "",
+       "tbkit drom build: --generic: 64 is out of range (at most 0x3f) (see --help)\n"},
+      {{"drom", "parse"}, 2, "", "tbkit drom parse: missing FILE (see --help)\n"},
+      {{"drom", "parse", corrupt, "--port-map", "nonesuch"}, 2, "",
+       "tbkit drom parse: --port-map: 'nonesuch' is neither a port map (lane6-pcie4-dp3, lane5-pcie4-dp3, "
+       "lane1-pcieup1) nor a port:type list (see --help)\n"},
+      {{"drom", "parse", missing}, 1, "", "tbkit drom parse: cannot read " + missing + ": No such file or directory\n"},
+      {{"drom", "parse", corrupt}, 1, "",
+       "tbkit drom parse: " + corrupt + ": parse failed: 0xe0000001 (checksum mismatch)\n"},
+      {{"drom", "dump", corrupt, "--width"}, 2, "", "tbkit drom dump: --width needs a value (N) (see --help)\n"},
+      {{"drom", "dump", corrupt, "--style", "hex"}, 2, "",
+       "tbkit drom dump: --style: 'hex' is not dump, code or plain (see --help)\n"},
+      {{"drom", "frob"}, 2, "", "tbkit drom: unknown command 'frob' (see tbkit drom --help)\n"},
+  });
+}
+
+const std::string kHost = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
+
+TEST(TopologyCommands, ExitCodesOutputAndErrors) {
+  expectCases(
+      {
+          {{"list"}, 0, "    Adapter 3: Port, to another host (XDomain)\n", ""},
+          {{"list"}, 0, "      Router 0x1 (depth 1): vendor 0x8086 device 0x15ef, UID 0x0001d15b00a1c311\n", ""},
+          {{"read", "--route", "0x1", "--space", "device", "--index", "0", "--count", "2"}, 0,
+           "0x0000: 0x15ef8086\n0x0001: 0x0012c110\n", ""},
+          {{"read", "--via-parent", "0x1", "--bus", "0", "--bus", "0", "--space", "device", "--index", "0x40"}, 0,
+           "0x0040: 0xc0c0c0c0\n", ""},
+          {{"read", "--iecs-route", "0x1", "--bus", "1", "--space", "device", "--index", "64"}, 0,
+           "0x0040: 0xb0b0b0b0\n", ""},
+          {{"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--length", "2"}, 0,
+           "5a 17\n", ""},
+          {{"read", "--route", "0x1", "--space", "device"}, 2, "", "tbkit read: missing --index (see --help)\n"},
+          {{"write", "--route", "0x1", "--space", "device", "--index", "4", "--value", "0x1g"}, 2, "",
+           "tbkit write: --value: '0x1g' is not a number (decimal or 0x-hex) (see --help)\n"},
+          {{"read", "--route", "1", "--iecs-route", "1", "--bus", "0", "--space", "port", "--index", "0"}, 2, "",
+           "tbkit read: give exactly one of --route, --via-parent and --iecs-route (see --help)\n"},
+          {{"read", "--route", "0x5", "--space", "device", "--index", "0"}, 1, "",
+           "tbkit read: reading index 0x0: 0xe00002d6 (time-out)\n"},
+          {{"read", "--via-parent", "0x301", "--bus", "0", "--space", "device", "--index", "0"}, 1, "",
+           "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
+          {{"iecs", "write", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--data", "0102",
+            "--length", "3"},
+           2, "", "tbkit iecs write: --length 3 does not match the 2 bytes of --data (see --help)\n"},
+          {{"paths", "--help"}, 0, "usage: tbkit paths [options]\n", ""},
+      },
+      {kHost});
+}
+
+TEST(TopologyCommands, PathsPrintsTheReport) {
+  Outcome run = tbkit({"paths", kHost});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, test::readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/rich_paths.txt"));
+}
+
+}  // namespace
+}  // namespace tbt::cli
