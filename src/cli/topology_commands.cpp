@@ -204,7 +204,8 @@ int runRead(CommandContext& context) {
     const uint32_t index = access.index + static_cast<uint32_t>(i);
     uint32_t value = 0;
     const Status s = access.read(access.port, access.space, index, value);
-    if (s != status::kSuccess) return context.failure(textf("reading index 0x%x: %s", index, describeStatus(s).c_str()));
+    if (s != status::kSuccess)
+      return context.failure(textf("reading index 0x%x: %s", index, describeStatus(s).c_str()));
     context.out() << textf("0x%04x: 0x%08x\n", index, value);
   }
   return kExitSuccess;
@@ -233,9 +234,10 @@ constexpr std::array<OptionSpec, 8> kAccessOptions = {{
 }};
 
 constexpr auto kReadOptions = withOptions(
-    kAccessOptions, {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"}});
-constexpr auto kWriteOptions =
-    withOptions(kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
+    kAccessOptions,
+    {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"}});
+constexpr auto kWriteOptions = withOptions(
+    kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
 
 constexpr const char* kAccessDetails =
     "Without --via-parent and --iecs-route the router is reached by its route through\n"

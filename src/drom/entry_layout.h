@@ -97,9 +97,8 @@ void encodeFields(std::span<const EntryField<Fields>> rows, const Fields& fields
     if (row.encodeGate != nullptr && fields.*(row.encodeGate) == 0) continue;
     uint32_t value = std::visit([&](auto member) { return static_cast<uint32_t>(fields.*member); }, row.member);
     if (row.bits.hi == row.bits.lo) value = value != 0;
-    const uint32_t mask = row.bits.of(~0u);
     uint8_t* at = entry.data() + row.byte;
-    writeLE(at, readLE(at, row.size) | ((value & mask) << row.bits.lo), row.size);
+    writeLE(at, readLE(at, row.size) | row.bits.place(value), row.size);
   }
 }
 

@@ -1,36 +1,35 @@
 #include "drom/port_maps.h"
 
+#include "kernel/config_space.h"
+
 namespace tbt {
 namespace {
 
-// Adapter type words: lane (null-port) adapters of three kinds (0x000000 to
-// 0x000002), PCIe down and up (0x100101, 0x100102), DisplayPort in and out
-// (0x0E0101, 0x0E0102).
-constexpr uint32_t kLane = 0x1;
-constexpr uint32_t kLaneKind0 = 0x0;
-constexpr uint32_t kLaneKind2 = 0x2;
-constexpr uint32_t kPCIeDown = 0x100101;
-constexpr uint32_t kPCIeUp = 0x100102;
-constexpr uint32_t kDPIn = 0x0E0101;
-constexpr uint32_t kDPOut = 0x0E0102;
+// The adapter type words are those of the configuration space. Two more
+// null-port kinds appear in the maps; only the low byte tells them from a
+// lane adapter, which the entry format does not look at.
+constexpr uint32_t kLaneKind0 = 0x000000;
+constexpr uint32_t kLaneKind2 = 0x000002;
 
 // A table written with an end marker keeps it as its last pair; the maps
 // handed out stop before it, so no walk ever sees the marker.
 // clang-format off
 constexpr PortMapPair kThirteenPortSwitch[] = {
-    {1, kLane},      {2, kLane},      {3, kLane},      {4, kLane},      {5, kLaneKind0},
-    {6, kLaneKind2}, {7, kPCIeDown},  {8, kPCIeDown},  {9, kPCIeDown},  {10, kPCIeDown},
-    {11, kDPOut},    {12, kDPIn},     {13, kDPIn},     {0, 0},
+    {1, kLaneAdapterType},     {2, kLaneAdapterType},     {3, kLaneAdapterType},     {4, kLaneAdapterType},
+    {5, kLaneKind0},           {6, kLaneKind2},           {7, kPCIDownAdapterType},  {8, kPCIDownAdapterType},
+    {9, kPCIDownAdapterType},  {10, kPCIDownAdapterType}, {11, kDPOutAdapterType},   {12, kDPInAdapterType},
+    {13, kDPInAdapterType},    {0, 0},
 };
 
 constexpr PortMapPair kLanePCIeUpDevice[] = {
-    {1, kLane},      {2, kPCIeUp},
+    {1, kLaneAdapterType},     {2, kPCIUpAdapterType},
 };
 
 constexpr PortMapPair kTwelvePortSwitch[] = {
-    {1, kLane},      {2, kLane},      {3, kLane},      {4, kLane},      {5, kLaneKind2},
-    {6, kPCIeDown},  {7, kPCIeDown},  {8, kPCIeDown},  {9, kPCIeDown},  {10, kDPOut},
-    {11, kDPIn},     {12, kDPIn},     {0xFFFFFFFF, 0xFFFFFFFF},
+    {1, kLaneAdapterType},     {2, kLaneAdapterType},     {3, kLaneAdapterType},     {4, kLaneAdapterType},
+    {5, kLaneKind2},           {6, kPCIDownAdapterType},  {7, kPCIDownAdapterType},  {8, kPCIDownAdapterType},
+    {9, kPCIDownAdapterType},  {10, kDPOutAdapterType},   {11, kDPInAdapterType},    {12, kDPInAdapterType},
+    {0xFFFFFFFF, 0xFFFFFFFF},
 };
 // clang-format on
 
