@@ -3,10 +3,9 @@
 #include <cinttypes>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "driver/flash_scheduling.h"
 #include "driver/options.h"
+#include "driver/resources.h"
 #include "platform/platform.h"
 #include "platform/text.h"
 
@@ -19,9 +18,6 @@ constexpr const char* kCleanCommands[] = {
     "nvram -d efi-kelvo-payload0",      "nvram -d efi-kelvo-payload1", "nvram -d efi-kelvo-payload0-data",
     "nvram -d efi-kelvo-payload1-data", "nvram -d tbt-options",        "nvram -d VaneUpdateResult",
 };
-
-// The error dictionary lies beside the program.
-constexpr const char* kErrorDictionaryName = "Errors.plist";
 
 // A process's exit status keeps only the low eight bits of what it returns.
 constexpr ResultCode kExitStatusMask = 0xff;

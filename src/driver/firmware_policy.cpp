@@ -3,6 +3,7 @@
 #include "driver/options.h"
 #include "platform/platform.h"
 #include "platform/registry_helpers.h"
+#include "platform/registry_keys.h"
 #include "platform/text.h"
 
 namespace tbt {
@@ -11,7 +12,6 @@ namespace {
 // The upstream port a display's tether plugs into, and its second link.
 constexpr uint32_t kTetheredUpstreamPort = 1;
 constexpr uint32_t kSecondaryUpstreamPort = 2;
-constexpr std::string_view kPortNumberKey = "Port Number";
 
 // The entry's direct parent in the service plane: for a switch, the
 // upstream port it hangs from.
@@ -65,6 +65,20 @@ bool downstreamMicrosAreCurrent(const RegistryEntry& displaySwitch) {
 }
 
 }  // namespace
+
+PropertyDict displaySwitchMatch() {
+  PropertyDict match;
+  match.set(std::string(kDeviceVendorIDKey), Property::number(kDisplayVendorID));
+  match.set(std::string(kDeviceModelIDKey), Property::number(kDisplayModelID));
+  return match;
+}
+
+bool isDisplaySwitch(const RegistryEntry& entry) {
+  uint32_t vendor = 0, model = 0;
+  readRegistryNumber(entry, kDeviceVendorIDKey, vendor);
+  readRegistryNumber(entry, kDeviceModelIDKey, model);
+  return vendor == kDisplayVendorID && model == kDisplayModelID;
+}
 
 uint32_t romRevisionOfEntry(const RegistryEntry& entry) {
   uint32_t revision = 0;

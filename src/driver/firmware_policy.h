@@ -6,12 +6,12 @@
 #include <string_view>
 
 #include "driver/result_code.h"
+#include "platform/property.h"
 #include "platform/registry.h"
 
 namespace tbt {
 
-/// Registry class and identity of a display switch.
-inline constexpr std::string_view kPortClass = "IOThunderboltPort";
+/// Registry identity of a display switch (an "IOThunderboltSwitch").
 inline constexpr std::string_view kDeviceVendorIDKey = "Device Vendor ID";
 inline constexpr std::string_view kDeviceModelIDKey = "Device Model ID";
 inline constexpr uint32_t kDisplayVendorID = 1;
@@ -28,6 +28,13 @@ inline constexpr std::string_view kMicroVersionKey = "Micro Version";
 inline constexpr uint32_t kCurrentRomBase = 0x26;
 inline constexpr uint32_t kCurrentRomRevision = 2;
 inline constexpr uint32_t kCurrentMicroVersion = 0x20007;
+
+/// The property match that picks the display switches among the
+/// "IOThunderboltSwitch" entries.
+PropertyDict displaySwitchMatch();
+
+/// True when the entry carries the display switch's vendor and model IDs.
+bool isDisplaySwitch(const RegistryEntry& entry);
 
 /// The switch's ROM revision: "EEPROM Revision", or "NVM Revision" when the
 /// former is missing; 0 when both are.

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "driver/backflash.h"
 #include "driver/firmware_policy.h"
 #include "driver/options.h"
+#include "driver/resources.h"
 #include "platform/host_probes.h"
 #include "platform/platform.h"
 #include "platform/registry_helpers.h"
@@ -25,7 +27,7 @@ constexpr const char* kSetUpdateOptions = "nvram tbt-options=%04";
 // The boot-selection command: the utility and the two payloads, then the
 // utility's options with one "-u UID -ee... -sm..." group per display.
 constexpr const char* kBlessFiles =
-    "/usr/sbin/bless -mount / -firmware \"%s/VaneUtil.efi\" -payload \"%s/%s\" -payload \"%s/%s\" -options \"-o";
+    "/usr/sbin/bless -mount / -firmware \"%s/%s\" -payload \"%s/%s\" -payload \"%s/%s\" -options \"-o";
 constexpr const char* kBlessBackflashFiles =
     "/usr/sbin/bless -mount / -firmware \"%s\" -payload \"%s\" -payload \"%s\" -options \"-o";
 constexpr const char* kBlessDisplay = " -u 0x%016llx -ee%s efi-kelvo-payload0-data -sm%s efi-kelvo-payload1-data";
@@ -35,10 +37,6 @@ constexpr const char* kForceFlag = " -f";
 
 // What the formatter prints for a missing string.
 constexpr const char* kNullText = "(null)";
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 // Characters that keep their meaning for the shell inside double quotes.
 bool isShellActive(char c) {
@@ -61,6 +59,14 @@ std::string printablePath(std::string_view path) {
 
 unsigned long long asArgument(uint64_t uid) { return static_cast<unsigned long long>(uid); }
 
+// True when path can stand inside double quotes on a shell command line
+// without the shell interpreting any of it; a path that fails is logged.
+bool acceptPathForShell(std::string_view path) {
+  if (std::none_of(path.begin(), path.end(), isShellActive)) return true;
+  host().log(textf("Refusing path with shell metacharacters: '%s'\n", printablePath(path).c_str()));
+  return false;
+}
+
 // Runs the three commands of a scheduling in order, stopping at the first
 // non-zero status, which is returned.
 int runScheduling(const std::string& blessCommand) {
@@ -82,9 +88,7 @@ std::vector<uint64_t> scheduledUids(const uint64_t* routes, const uint64_t* uids
 // The display switches' UIDs ordered by ascending route. A UID seen twice
 // keeps the route of its last switch. Any failure is the result code.
 ResultCode displayUidsByRoute(std::vector<uint64_t>& sorted) {
-  PropertyDict match;
-  match.set(std::string(kDeviceVendorIDKey), Property::number(kDisplayVendorID));
-  match.set(std::string(kDeviceModelIDKey), Property::number(kDisplayModelID));
+  const PropertyDict match = displaySwitchMatch();
   ResultCode result = result::kSuccess;
   std::map<uint64_t, uint64_t> routeOfUid;
   size_t found = 0;
@@ -118,24 +122,6 @@ std::string describeList(const std::vector<uint64_t>& values) {
 
 }  // namespace
 
-std::optional<std::string> resourceDirectoryOf(const char* toolPath) {
-  if (!toolPath || !isAscii(toolPath)) return std::nullopt;
-  std::string_view path = toolPath;
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  const size_t slash = path.rfind('/');
-  if (slash == std::string_view::npos) return std::string();
-  if (slash == 0) return std::string("/");
-  path = path.substr(0, slash);
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  return std::string(path);
-}
-
-bool acceptPathForShell(std::string_view path) {
-  if (std::none_of(path.begin(), path.end(), isShellActive)) return true;
-  host().log(textf("Refusing path with shell metacharacters: '%s'\n", printablePath(path).c_str()));
-  return false;
-}
-
 int executeShellCommand(const std::string& command) {
   if (!isAscii(command)) {
     host().log(textf("Could not get command string for '%s'\n", command.c_str()));
@@ -152,7 +138,7 @@ ResultCode scheduleFlash(const uint64_t* routes, const uint64_t* uids, uint32_t 
   if (count == 0 || !routes || !uids || !resourceDirectory) return result::kNothingToUpdate;
   if (!acceptPathForShell(resourceDirectory)) return kCommandNotFormed;
   const char* dir = resourceDirectory;
-  std::string command = textf(kBlessFiles, dir, dir, kSwitchPayloadName, dir, kMicroPayloadName);
+  std::string command = textf(kBlessFiles, dir, kFirmwareUtilityName, dir, kSwitchPayloadName, dir, kMicroPayloadName);
   for (uint64_t uid : scheduledUids(routes, uids, std::min(count, kMaxScheduledDisplays)))
     appendf(command, kBlessDisplay, asArgument(uid), force, force);
   command += kBlessEnd;

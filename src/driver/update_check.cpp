@@ -8,11 +8,13 @@
 
 #include "driver/firmware_policy.h"
 #include "driver/flash_scheduling.h"
+#include "driver/resources.h"
 #include "driver/uid_recovery.h"
 #include "platform/host_probes.h"
 #include "platform/platform.h"
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
+#include "toolkit/topology_keys.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
@@ -38,7 +40,6 @@ constexpr uint32_t kMinimumHostMicroVersion = 0x20103;
 constexpr uint32_t kLaterHostControllers[] = {0x1547, 0x1548};
 constexpr uint32_t kMinimumLaterHostRom = 0x23;
 constexpr uint32_t kMinimumLaterHostRevision = 4;
-constexpr uint32_t kLaneAdapterType = 1;
 
 // The boot firmware: its registry entry, the maker it must name, the
 // minimum build, and the engineering builds that always pass.
@@ -96,20 +97,6 @@ BoardId readBoardId() {
   return board;
 }
 
-PropertyDict displayMatch() {
-  PropertyDict match;
-  match.set(std::string(kDeviceVendorIDKey), Property::number(kDisplayVendorID));
-  match.set(std::string(kDeviceModelIDKey), Property::number(kDisplayModelID));
-  return match;
-}
-
-bool isDisplaySwitch(const RegistryEntry& entry) {
-  uint32_t vendor = 0, model = 0;
-  readRegistryNumber(entry, kDeviceVendorIDKey, vendor);
-  readRegistryNumber(entry, kDeviceModelIDKey, model);
-  return vendor == kDisplayVendorID && model == kDisplayModelID;
-}
-
 // Verifies (and if need be repairs) the switch's UID; every switch gets
 // this, even after an earlier one failed. A failure replaces the result.
 void verifyUid(UpdateRun& run, const RegistryEntry& display, uint64_t& uid) {
@@ -146,7 +133,7 @@ ResultCode placeDisplay(UpdateRun& run, const RegistryEntry& display, uint64_t r
     return result::kSuccess;
   }
   uint32_t depth = ~0u;
-  readRegistryNumber(display, "Depth", depth);
+  readRegistryNumber(display, kDepthKey, depth);
   if (depth > kMaxDisplayDepth) return result::kUnsupportedTopology;
   RegistryEntry parent = parentSwitchOfEntry(display);
   if (!parent) return result::kParentSwitchNotFound;
@@ -253,9 +240,7 @@ ResultCode checkBootFirmware() {
 // The micro-controller of the first lane port of an early host controller.
 ResultCode checkHostPortMicro(const RegistryEntry& rootSwitch) {
   for (const RegistryEntry& child : rootSwitch.children()) {
-    uint32_t type = 0;
-    if (!child.conformsTo(kPortClass) || !readRegistryNumber(child, "Adapter Type", type) || type != kLaneAdapterType)
-      continue;
+    if (!child.conformsTo(kPortClass) || adapterTypeOfPort(child) != kLaneAdapterType) continue;
     uint32_t micro = 0;
     readRegistryNumber(child, kMicroVersionKey, micro);
     if (micro == 0) return result::kNoHostMicroVersion;
@@ -269,7 +254,8 @@ ResultCode checkHostController(const RegistryEntry& rootSwitch, const BoardId& b
                                uint32_t rom, uint32_t revision) {
   ResultCode result = result::kSuccess;
   for (const char* id : kBoardsNeedingRom25)
-    if (boardIs(board, id) && (rom < kRom25 || (rom == kRom25 && revision == 0))) result = result::kHostControllerTooOld;
+    if (boardIs(board, id) && (rom < kRom25 || (rom == kRom25 && revision == 0)))
+      result = result::kHostControllerTooOld;
   if (result == result::kSuccess && boardIs(board, kBoardCheckingBootFirmware)) result = checkBootFirmware();
   if (result != result::kSuccess) return result;
   if (contains(kEarlyHostControllers, deviceId)) return checkHostPortMicro(rootSwitch);
@@ -312,7 +298,7 @@ ResultCode scheduleIfArmed(const UpdateRun& run, const char* toolPath, bool arm)
 ResultCode checkForUpdates(int argc, const char* const* argv, bool arm) {
   UpdateRun run;
   const BoardId board = readBoardId();
-  const PropertyDict match = displayMatch();
+  const PropertyDict match = displaySwitchMatch();
   for (const RegistryEntry& display : registry().matching(kSwitchClass, &match)) examineDisplay(run, display);
   if (run.result == result::kSuccess) run.result = checkHostConditions(run);
   if (run.result == result::kSuccess) run.result = checkHostControllers(board);
