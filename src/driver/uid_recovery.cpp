@@ -9,6 +9,7 @@
 #include "driver/firmware_policy.h"
 #include "driver/options.h"
 #include "drom/checksums.h"
+#include "drom/rom_record.h"
 #include "platform/platform.h"
 #include "platform/text.h"
 #include "toolkit/utilities.h"
@@ -17,10 +18,8 @@ namespace tbt {
 namespace {
 
 // The UID header at the head of the DROM: CRC-8, then the UID, little-endian.
-constexpr uint32_t kUIDSize = 8;
-constexpr uint16_t kUIDOffsetInDROM = 1;
+constexpr uint32_t kUIDSize = drom_header::kCrc32 - drom_header::kUid;
 
-constexpr int kReadPasses = 10;
 constexpr int kRecoveryAttempts = 15;
 constexpr int kReadBackTries = 5;
 // The EEPROM needs time after a write before it reads the new bytes back.
@@ -60,26 +59,34 @@ unsigned long long wide(uint64_t value) { return static_cast<unsigned long long>
 
 uint64_t fieldMask(unsigned width) { return (uint64_t{1} << width) - 1; }
 
-// What every EEPROM access of one switch needs: the toolkit instance, the
-// switch's handle and where its DROM and DFT capability are.
-struct SwitchEeprom {
+// What every access to one switch needs: the toolkit instance, the
+// switch's handle and, for the EEPROM, where its DROM and DFT capability are.
+struct SwitchAccess {
   ThunderboltUserClientUtils* utils = nullptr;
   std::unique_ptr<LocalRouterHandle> handle;
   uint16_t dromOffset = 0;
   uint8_t dftOffset = 0;
 };
 
-// Gets the instance and handle (general failure without them), then the DROM
-// location (its status passed through).
-Status openSwitchEeprom(const RegistryEntry& displaySwitch, SwitchEeprom& out, bool locateDROM) {
+// Gets the instance and handle; general failure without them.
+Status openSwitch(const RegistryEntry& displaySwitch, SwitchAccess& out) {
   out.utils = ThunderboltUserClientUtils::sharedInstanceForEntry(displaySwitch);
   if (out.utils) out.handle = out.utils->routerHandleFromRegistryEntry(displaySwitch);
-  if (!out.utils || !out.handle) return status::kGeneralFailure;
-  if (!locateDROM) return status::kSuccess;
+  return out.utils && out.handle ? status::kSuccess : status::kGeneralFailure;
+}
+
+// openSwitch, then the DROM location (its status passed through).
+Status openSwitchEeprom(const RegistryEntry& displaySwitch, SwitchAccess& out) {
+  Status s = openSwitch(displaySwitch, out);
   uint32_t dromOffset = 0;
-  Status s = out.utils->getDROMOffsetWithRouterHandle(*out.handle, dromOffset, out.dftOffset);
+  if (s == status::kSuccess) s = out.utils->getDROMOffsetWithRouterHandle(*out.handle, dromOffset, out.dftOffset);
   out.dromOffset = static_cast<uint16_t>(dromOffset);
   return s;
+}
+
+// EEPROM address of a header field.
+uint16_t headerAddress(const SwitchAccess& eeprom, uint32_t field) {
+  return static_cast<uint16_t>(eeprom.dromOffset + field);
 }
 
 uint64_t uidFromBytes(const std::array<uint8_t, kUIDSize>& bytes) {
@@ -132,31 +139,34 @@ Status tryWriteUID(const RegistryEntry& displaySwitch, uint64_t replacement) {
 }  // namespace
 
 uint64_t readSwitchUID(const RegistryEntry& displaySwitch, Status* code) {
-  SwitchEeprom eeprom;
-  Status s = openSwitchEeprom(displaySwitch, eeprom, true);
+  SwitchAccess eeprom;
+  Status s = openSwitchEeprom(displaySwitch, eeprom);
   std::array<uint8_t, kUIDSize> bytes{};
-  // A failed read ends the passes, and so does a header that fails its CRC:
-  // every byte was already read twice and agreed, so reading it again would
-  // only give the same corrupt header. The later passes give no second chance.
-  for (int pass = 0; pass < kReadPasses && s == status::kSuccess; ++pass) {
-    s = eeprom.utils->eeMultiByteRead(bytes.data(), kUIDSize, static_cast<uint16_t>(eeprom.dromOffset + kUIDOffsetInDROM),
+  uint8_t stored = 0;
+  // The header is read once: every byte is already read twice until two
+  // reads agree, so a header that fails its CRC would only read the same
+  // again. A mismatch gets no second chance.
+  if (s == status::kSuccess)
+    s = eeprom.utils->eeMultiByteRead(bytes.data(), kUIDSize, headerAddress(eeprom, drom_header::kUid),
                                       *eeprom.handle, eeprom.dftOffset);
-    uint8_t stored = 0;
-    if (s == status::kSuccess)
-      s = eeprom.utils->eeMultiByteRead(&stored, 1, eeprom.dromOffset, *eeprom.handle, eeprom.dftOffset);
-    if (s != status::kSuccess) break;
+  if (s == status::kSuccess)
+    s = eeprom.utils->eeMultiByteRead(&stored, 1, headerAddress(eeprom, drom_header::kCrc8), *eeprom.handle,
+                                      eeprom.dftOffset);
+  if (s == status::kSuccess) {
     const uint8_t computed = crc8(bytes.data(), kUIDSize);
-    if (computed == stored) break;
-    host().log(textf("CRC8 for UID failed to verify! UID: %016llx CRC8: 0x%02x\n", wide(uidFromBytes(bytes)), computed));
-    s = status::kIOError;
+    if (computed != stored) {
+      host().log(
+          textf("CRC8 for UID failed to verify! UID: %016llx CRC8: 0x%02x\n", wide(uidFromBytes(bytes)), computed));
+      s = status::kIOError;
+    }
   }
   if (code) *code = s;
   return uidFromBytes(bytes);
 }
 
 uint64_t makeUIDFromASN(const RegistryEntry& displaySwitch, uint16_t firstPart, uint16_t secondPart) {
-  SwitchEeprom access;
-  if (openSwitchEeprom(displaySwitch, access, false) != status::kSuccess) return 0;
+  SwitchAccess access;
+  if (openSwitch(displaySwitch, access) != status::kSuccess) return 0;
   char asn[kAsnLength + 1] = {};
   const Status s = access.utils->iecsReadWithLocalRouterHandle(*access.handle, kAsnBus, kAsnDevice, kAsnOffset,
                                                                 kAsnLength, reinterpret_cast<uint8_t*>(asn));
@@ -174,8 +184,8 @@ uint64_t makeUIDFromASN(const RegistryEntry& displaySwitch, uint16_t firstPart, 
 }
 
 Status writeSwitchUID(const RegistryEntry& displaySwitch, uint64_t uid) {
-  SwitchEeprom eeprom;
-  Status s = openSwitchEeprom(displaySwitch, eeprom, true);
+  SwitchAccess eeprom;
+  Status s = openSwitchEeprom(displaySwitch, eeprom);
   if (s != status::kSuccess) return s;
   const std::array<uint8_t, kUIDSize> bytes = bytesOfUID(uid);
   const uint8_t crc = crc8(bytes.data(), kUIDSize);
@@ -185,12 +195,13 @@ Status writeSwitchUID(const RegistryEntry& displaySwitch, uint64_t uid) {
   }
   // The CRC goes first: a header interrupted between the two writes fails
   // its check and is repaired again on the next run.
-  s = eeprom.utils->eeMultiByteWrite(&crc, 1, eeprom.dromOffset, *eeprom.handle, eeprom.dftOffset);
+  s = eeprom.utils->eeMultiByteWrite(&crc, 1, headerAddress(eeprom, drom_header::kCrc8), *eeprom.handle,
+                                     eeprom.dftOffset);
   if (s != status::kSuccess) {
     host().log("Could not write CRC8\n");
     return s;
   }
-  return eeprom.utils->eeMultiByteWrite(bytes.data(), kUIDSize, static_cast<uint16_t>(eeprom.dromOffset + kUIDOffsetInDROM),
+  return eeprom.utils->eeMultiByteWrite(bytes.data(), kUIDSize, headerAddress(eeprom, drom_header::kUid),
                                         *eeprom.handle, eeprom.dftOffset);
 }
 
