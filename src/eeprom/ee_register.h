@@ -1,8 +1,10 @@
 #pragma once
 // The switch's EEPROM and NVM as the host reaches them: the DFT capability's
-// pin register, the serial EEPROM's instruction set, and the link
-// controller's NVM mailbox. Layouts only; the operations are methods of
-// ThunderboltUserClientUtils (ee_pins.cpp, ee_transactions.cpp, nvm.cpp).
+// pin register, the serial EEPROM's instruction set, and the NVM request in
+// the link controller's mailbox. The capabilities' search keys and the
+// mailbox geometry are shared with the other layers (kernel/config_space.h,
+// toolkit/remote_router_handle.h). Layouts only; the operations are methods
+// of ThunderboltUserClientUtils (ee_pins.cpp, ee_transactions.cpp, nvm.cpp).
 #include <cstdint>
 
 #include "kernel/config_space.h"
@@ -11,14 +13,11 @@ namespace tbt::eeprom {
 
 // ---- DFT capability (device space) ----
 
-/// The DFT vendor-specific capability: capability ID 5, vendor-specific ID 1.
-inline constexpr uint32_t kDftCapability = 0x010500;
-/// The link-controller vendor-specific capability: ID 5, vendor-specific ID 6.
-inline constexpr uint32_t kLinkControllerCapability = 0x060500;
-/// Capability ID and vendor-specific ID of a header.
-inline constexpr uint32_t kCapabilityMask = 0xFFFF00;
+/// The DFT capability's search key under the names the EEPROM commands use.
+inline constexpr uint32_t kDftCapability = kDftCapabilityKey;
+inline constexpr uint32_t kCapabilityMask = kVendorCapabilityMask;
 
-/// Double words of the DFT capability, relative to its first.
+/// Double words of the DFT capability (kDftCapabilityKey), relative to its first.
 inline constexpr uint32_t kPinRegisterDword = 4;   // the EEPROM pin register
 inline constexpr uint32_t kDromOffsetDword = 12;   // byte address of the DROM in the EEPROM
 
@@ -43,16 +42,9 @@ inline constexpr uint8_t kWriteEnableInstruction = 0x06;
 
 // ---- Link-controller NVM mailbox (device space) ----
 
-/// Link-controller capability double word 2: where the mailbox block starts
-/// (relative to the capability) and the capability's length in double words.
-inline constexpr uint32_t kLinkControllerLayoutDword = 2;
-inline constexpr Bits kMailboxOffset{15, 8};
-inline constexpr Bits kLinkControllerLength{27, 16};
-
-/// Double words relative to the mailbox base.
-inline constexpr uint32_t kNvmDataDword = 116;     // 16 data double words
-inline constexpr uint32_t kNvmCommandDword = 156;  // request / status
-inline constexpr uint32_t kNvmDataDwords = 16;
+/// The NVM request / status double word, relative to the mailbox base; the
+/// data arrives in the mailbox's read-data double words.
+inline constexpr uint32_t kNvmCommandDword = 156;
 /// The shortest link-controller capability that holds the NVM mailbox.
 inline constexpr uint32_t kMinimumLinkControllerLength = 156;
 

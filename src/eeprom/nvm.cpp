@@ -7,6 +7,7 @@
 #include "eeprom/ee_register.h"
 #include "platform/platform.h"
 #include "platform/text.h"
+#include "toolkit/remote_router_handle.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
@@ -19,7 +20,8 @@ constexpr uint32_t kMailboxPolls = 10000;
 constexpr uint64_t kMailboxPollMicroseconds = 10;
 // What the output double words hold until the controller's data is read in.
 constexpr uint32_t kUnreadDword = 0xDEADBEEF;
-constexpr uint32_t kChunkBytes = kNvmDataDwords * 4;
+// One mailbox read moves at most the mailbox's 16 read-data double words.
+constexpr uint32_t kChunkBytes = kMailboxDataBytes;
 
 // How a generation of controllers takes an NVM read request.
 enum class RequestForm {
@@ -97,7 +99,7 @@ void storeDwords(const uint32_t* dwords, uint32_t count, uint8_t* bytes) {
 // bytes, left as they were where the read did not get to them).
 Status readChunk(ThunderboltUserClientUtils& utils, RouterHandle& handle, uint32_t offset, uint32_t count,
                  uint8_t* out, uint32_t mailboxBase) {
-  std::array<uint32_t, kNvmDataDwords> dwords{};
+  std::array<uint32_t, kMailboxDataDwords> dwords{};
   loadDwords(out, count, dwords.data());
   Status s = utils.nvmReadLCTunneled(handle, offset, count, dwords.data(), mailboxBase);
   storeDwords(dwords.data(), count, out);
@@ -107,10 +109,12 @@ Status readChunk(ThunderboltUserClientUtils& utils, RouterHandle& handle, uint32
 // The NVM mailbox of the link-controller capability at capability.
 Status mailboxOf(ThunderboltUserClientUtils& utils, RouterHandle& handle, uint8_t capability, uint32_t& outBase) {
   uint32_t layout = 0;
-  Status s = readDevice(utils, handle, capability + kLinkControllerLayoutDword, layout);
+  Status s = readDevice(utils, handle, capability + kLinkControllerMailboxDword, layout);
   if (s != status::kSuccess) return s;
-  outBase = capability + kMailboxOffset.of(layout);
-  return kLinkControllerLength.of(layout) < kMinimumLinkControllerLength ? status::kOverrun : status::kSuccess;
+  outBase = capability + kLinkControllerMailbox.offset.of(layout);
+  // The length field counts the capability's double words.
+  return kLinkControllerMailbox.length.of(layout) < kMinimumLinkControllerLength ? status::kOverrun
+                                                                                  : status::kSuccess;
 }
 
 }  // namespace
@@ -118,7 +122,7 @@ Status mailboxOf(ThunderboltUserClientUtils& utils, RouterHandle& handle, uint8_
 Status ThunderboltUserClientUtils::getDROMOffsetWithRouterHandle(RouterHandle& routerHandle, uint32_t& outDROMOffset,
                                                                  uint8_t& outDFTOffset) {
   uint8_t dft = 0;
-  Status s = findCapabilityAtRouterHandle(dft, kDftCapability, kCapabilityMask, routerHandle, 0, kDeviceSpace);
+  Status s = findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, routerHandle, 0, kDeviceSpace);
   if (s != status::kSuccess) {
     host().print("Could not get capability\n");
     return s;
@@ -145,9 +149,10 @@ Status ThunderboltUserClientUtils::nvmReadLCTunneled(RouterHandle& routerHandle,
   uint32_t identity = 0;
   Status s = readDevice(*this, routerHandle, kIdentityDword, identity);
   if (s != status::kSuccess) return s;
-  const uint32_t count = std::min(dwordCount, kNvmDataDwords);
+  const uint32_t count = std::min(dwordCount, kMailboxDataDwords);
   // Every data double word is cleared; only the last write's status counts.
-  for (uint32_t i = 0; i < kNvmDataDwords; ++i) s = writeDevice(*this, routerHandle, mailboxBase + kNvmDataDword + i, 0);
+  for (uint32_t i = 0; i < kMailboxDataDwords; ++i)
+    s = writeDevice(*this, routerHandle, mailboxBase + kMailboxReadDataDword + i, 0);
   const RequestForm form = requestFormOf(identity);
   if (s == status::kSuccess && form == RequestForm::None) s = status::kUnsupported;
   if (s == status::kSuccess)
@@ -155,7 +160,7 @@ Status ThunderboltUserClientUtils::nvmReadLCTunneled(RouterHandle& routerHandle,
   if (s == status::kSuccess) s = awaitMailbox(*this, routerHandle, mailboxBase, form);
   for (uint32_t i = 0; i < count && s == status::kSuccess; ++i) {
     outDwords[i] = kUnreadDword;
-    s = readDevice(*this, routerHandle, mailboxBase + kNvmDataDword + i, outDwords[i]);
+    s = readDevice(*this, routerHandle, mailboxBase + kMailboxReadDataDword + i, outDwords[i]);
   }
   return s;
 }
@@ -163,12 +168,12 @@ Status ThunderboltUserClientUtils::nvmReadLCTunneled(RouterHandle& routerHandle,
 Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress,
                                            RouterHandle& routerHandle) {
   uint8_t linkController = 0;
-  Status s = findCapabilityAtRouterHandle(linkController, kLinkControllerCapability, kCapabilityMask, routerHandle,
-                                          0, kDeviceSpace);
+  Status s = findCapabilityAtRouterHandle(linkController, kLinkControllerCapabilityKey, kVendorCapabilityMask,
+                                          routerHandle, 0, kDeviceSpace);
   if (s == status::kNotFound) {
     // A switch without a link controller keeps its NVM image in the EEPROM.
     uint8_t dft = 0;
-    s = findCapabilityAtRouterHandle(dft, kDftCapability, kCapabilityMask, routerHandle, 0, kDeviceSpace);
+    s = findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, routerHandle, 0, kDeviceSpace);
     if (s == status::kSuccess) s = eeMultiByteRead(buffer, size, startAddress, routerHandle, dft);
     return s;
   }
@@ -180,7 +185,7 @@ Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint1
   // Every chunk is read whatever became of the one before; the last chunk's
   // status is the one returned.
   for (uint32_t chunk = 0; chunk < size / kChunkBytes; ++chunk, address += kChunkBytes, out += kChunkBytes)
-    s = readChunk(*this, routerHandle, address, kNvmDataDwords, out, base);
+    s = readChunk(*this, routerHandle, address, kMailboxDataDwords, out, base);
   const uint32_t remainder = size % kChunkBytes;
   if (remainder >= 4) {
     s = readChunk(*this, routerHandle, address, remainder / 4, out, base);
