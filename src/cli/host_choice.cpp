@@ -1,6 +1,7 @@
 #include "cli/host_choice.h"
 
 #include <cstdlib>
+#include <string_view>
 
 #include "platform/text.h"
 #include "sim/sim_platform.h"
@@ -12,8 +13,8 @@ constexpr std::string_view kHostOption = "--host";
 constexpr std::string_view kSimValue = "sim";
 constexpr std::string_view kSimFilePrefix = "sim:";
 
-}  // namespace
-
+// Parses a host value: "sim" or "sim:FILE"; error receives a one-line reason
+// for anything else.
 std::optional<HostRequest> parseHostValue(std::string_view value, std::string* error) {
   HostRequest request;
   if (value == kSimValue) {
@@ -30,6 +31,31 @@ std::optional<HostRequest> parseHostValue(std::string_view value, std::string* e
                    value.data());
   return std::nullopt;
 }
+
+// Loads the platform a request names; error receives one line when it cannot.
+std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* error) {
+  std::string reason;
+  std::unique_ptr<sim::SimPlatform> simulated;
+  switch (request.kind) {
+    case HostRequest::Kind::Native:
+      if (error)
+        *error = "no native host backend is available in this build; choose a simulated host with "
+                 "--host=sim or --host=sim:FILE (or TBT_HOST)";
+      return std::nullopt;
+    case HostRequest::Kind::SimDefault: simulated = sim::loadDefaultHost(&reason); break;
+    case HostRequest::Kind::SimFile: simulated = sim::loadHostFile(request.file, &reason); break;
+  }
+  if (!simulated) {
+    if (error) *error = reason;
+    return std::nullopt;
+  }
+  ChosenHost chosen;
+  chosen.sim = &simulated->sim();
+  chosen.platform = std::move(simulated);
+  return chosen;
+}
+
+}  // namespace
 
 std::optional<HostRequest> takeHostRequest(std::vector<char*>& args, const char* environment, std::string* error) {
   std::optional<std::string> value;
@@ -64,28 +90,6 @@ std::optional<HostRequest> takeHostRequest(std::vector<char*>& args, const char*
   auto request = parseHostValue(*value, &reason);
   if (!request && error) *error = textf("%s: %s", source, reason.c_str());
   return request;
-}
-
-std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* error) {
-  std::string reason;
-  std::unique_ptr<sim::SimPlatform> simulated;
-  switch (request.kind) {
-    case HostRequest::Kind::Native:
-      if (error)
-        *error = "no native host backend is available in this build; choose a simulated host with "
-                 "--host=sim or --host=sim:FILE (or TBT_HOST)";
-      return std::nullopt;
-    case HostRequest::Kind::SimDefault: simulated = sim::loadDefaultHost(&reason); break;
-    case HostRequest::Kind::SimFile: simulated = sim::loadHostFile(request.file, &reason); break;
-  }
-  if (!simulated) {
-    if (error) *error = reason;
-    return std::nullopt;
-  }
-  ChosenHost chosen;
-  chosen.sim = &simulated->sim();
-  chosen.platform = std::move(simulated);
-  return chosen;
 }
 
 std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error) {

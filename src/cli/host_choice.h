@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/platform.h"
@@ -29,11 +28,6 @@ struct HostRequest {
   std::string file;  // the host file, for SimFile
 };
 
-/// Parses a host value.
-/// value: "sim" or "sim:FILE"; error: receives a one-line reason otherwise.
-/// Returns the request, or nullopt for a malformed value.
-std::optional<HostRequest> parseHostValue(std::string_view value, std::string* error);
-
 /// Takes every "--host=VALUE" and "--host VALUE" out of args (up to a "--"),
 /// so that a program's own option parser never sees them; the last one wins.
 /// Without one, the value of TBT_HOST (environment: its value, null or empty
@@ -49,15 +43,10 @@ struct ChosenHost {
   sim::SimHost* sim = nullptr;  // owned by platform; null for a native host
 };
 
-/// Loads the platform a request names.
-/// error: receives one line when it cannot be loaded (a bad host file names
-/// the key path and the reason; the native backend does not exist yet).
-/// Returns the host, or nullopt.
-std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* error);
-
 /// Chooses and loads the host of a program: takeHostRequest with the
-/// process's TBT_HOST, then loadHost.
-/// args: as for takeHostRequest; error: one line on failure.
+/// process's TBT_HOST, then the platform it names.
+/// args: as for takeHostRequest; error: one line on failure (a bad host file
+/// names the key path and the reason; the native backend does not exist yet).
 /// Returns the host, or nullopt (the program then exits with kHostChoiceFailed).
 std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error);
 

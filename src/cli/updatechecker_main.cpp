@@ -66,8 +66,6 @@ void reportHardwareTime(const sim::SimHost& machine) {
 
 }  // namespace
 
-const char* updatecheckerUsage() { return kUsage; }
-
 int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::vector<char*> args(argv, argv + argc);
   if (asksForHelp(args)) {

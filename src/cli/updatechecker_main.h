@@ -18,7 +18,4 @@ inline int updatecheckerMain(int argc, char** argv) {
   return updatecheckerMain(argc, argv, EntryCalls{checkForUpdates, runBackflash});
 }
 
-/// The --help text of updatechecker.
-const char* updatecheckerUsage();
-
 }  // namespace tbt::cli
