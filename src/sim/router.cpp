@@ -51,29 +51,32 @@ void Router::addPort(uint32_t port) {
 }
 
 uint32_t Router::peek(uint32_t port, uint32_t space, uint32_t index) const {
-  const DwordStore* s = store(port, space);
-  return s ? s->read(index) : 0;
+  auto it = registers_.find(configAddress(port, space, index));
+  return it == registers_.end() ? 0 : it->second;
 }
 
 void Router::poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
-  spaces_[{port, space}].write(index, value);
+  registers_[configAddress(port, space, index)] = value;
 }
 
-const DwordStore* Router::store(uint32_t port, uint32_t space) const {
-  auto it = spaces_.find({port, space});
-  return it == spaces_.end() ? nullptr : &it->second;
+bool Router::isSet(uint32_t port, uint32_t space, uint32_t index) const {
+  return registers_.count(configAddress(port, space, index)) != 0;
+}
+
+RegisterModel* Router::modelAt(uint32_t port, uint32_t space, uint32_t index) const {
+  for (auto it = models_.rbegin(); it != models_.rend(); ++it)
+    if ((*it)->handles(port, space, index)) return it->get();
+  return nullptr;
 }
 
 Status Router::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
-  for (auto it = models_.rbegin(); it != models_.rend(); ++it)
-    if ((*it)->handles(port, space, index)) return (*it)->read(port, space, index, value);
+  if (RegisterModel* model = modelAt(port, space, index)) return model->read(port, space, index, value);
   value = peek(port, space, index);
   return status::kSuccess;
 }
 
 Status Router::write(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
-  for (auto it = models_.rbegin(); it != models_.rend(); ++it)
-    if ((*it)->handles(port, space, index)) return (*it)->write(port, space, index, value);
+  if (RegisterModel* model = modelAt(port, space, index)) return model->write(port, space, index, value);
   poke(port, space, index, value);
   return status::kSuccess;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,13 @@ inline constexpr uint32_t kPortSpace = 1;
 inline constexpr uint32_t kDeviceSpace = 2;
 inline constexpr uint32_t kCounterSpace = 3;
 inline constexpr uint32_t kSpaceCount = 4;
+
+/// A configuration double word's address as one number: adapter in bits
+/// 55..40, space in bits 39..32, double-word index below (adapter numbers are
+/// six bits and spaces two bits wide in every router, so nothing collides).
+constexpr uint64_t configAddress(uint32_t port, uint32_t space, uint32_t index) {
+  return uint64_t{port & 0xffff} << 40 | uint64_t{space & 0xff} << 32 | index;
+}
 
 class Router {
  public:
@@ -58,8 +66,8 @@ class Router {
   uint32_t peek(uint32_t port, uint32_t space, uint32_t index) const;
   /// Stores a double word, models bypassed.
   void poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
-  /// The store of one (port, space), for walking what is set.
-  const DwordStore* store(uint32_t port, uint32_t space) const;
+  /// True when the double word was stored (by the host file or since).
+  bool isSet(uint32_t port, uint32_t space, uint32_t index) const;
 
   /// A configuration read as the hardware answers it: the first attached model
   /// that handles the address, else the store.
@@ -103,10 +111,13 @@ class Router {
   const nlohmann::json& description() const;
 
  private:
+  /// The most recently attached model that handles the address, or null.
+  RegisterModel* modelAt(uint32_t port, uint32_t space, uint32_t index) const;
+
   size_t controller_;
   uint64_t route_;
   std::vector<uint32_t> ports_;
-  std::map<std::pair<uint32_t, uint32_t>, DwordStore> spaces_;  // (port, space)
+  std::unordered_map<uint64_t, uint32_t> registers_;  // by configAddress
   std::vector<std::shared_ptr<RegisterModel>> models_;
   std::optional<ByteMemory> eeprom_;
   std::optional<ByteMemory> nvm_;

@@ -7,6 +7,13 @@ namespace tbt::sim {
 namespace {
 // Adapter numbers are six bits wide in every router.
 constexpr uint32_t kMaxAdapter = 63;
+
+// The key of the per-address access counts: the route, and the
+// configuration address with the controller in the bits above it.
+std::pair<uint64_t, uint64_t> accessKey(size_t controller, uint64_t route, uint32_t port, uint32_t space,
+                                        uint32_t index) {
+  return {route, uint64_t{controller} << 56 | configAddress(port, space, index)};
+}
 }  // namespace
 
 bool faultMatches(const Fault& f, const FaultQuery& q) {
@@ -50,35 +57,29 @@ bool SimHost::poke(size_t controller, uint64_t route, uint32_t port, uint32_t sp
   return r != nullptr;
 }
 
-Status SimHost::reach(size_t controller, uint64_t route, Router*& out) const {
-  out = router(controller, route);
+template <typename Answer>
+Status SimHost::access(const FaultQuery& query, bool wellFormed, Answer&& answer) {
+  elapsed_ += latency_;
+  if (std::optional<Status> injected = checkFault(query)) return *injected;
+  if (!wellFormed) return status::kBadArgument;
+  Router* r = router(query.controller, query.route);
   // Nothing answers at a route that leads to no router: the controller's
   // request goes unanswered and times out, as on an unplugged link.
-  return out ? status::kSuccess : status::kTimeout;
-}
-
-void SimHost::record(const AccessRecord& r) {
-  if (logAccesses_) accessLog_.push_back(r);
+  return r ? answer(*r) : status::kTimeout;
 }
 
 Status SimHost::configAccess(bool write, size_t controller, uint64_t route, uint32_t port, uint32_t space,
                              uint32_t index, uint32_t& value) {
-  elapsed_ += latency_;
-  AddressKey key{controller, route, port, space, index};
   ++(write ? configWrites_ : configReads_);
-  ++(write ? writesOf_ : readsOf_)[key];
-  FaultQuery q{write ? kFaultConfigWrite : kFaultConfigRead, controller, route, port, space, index, {}, {}, {}};
-  Status st;
-  Router* r = nullptr;
-  if (auto injected = checkFault(q)) {
-    st = *injected;
-  } else if (space >= kSpaceCount || port > kMaxAdapter) {
-    st = status::kBadArgument;
-  } else if ((st = reach(controller, route, r)) == status::kSuccess) {
-    st = write ? r->write(port, space, index, value) : r->read(port, space, index, value);
-  }
-  record({write ? AccessKind::ConfigWrite : AccessKind::ConfigRead, controller, route, port, space, index, 0, 0, 0,
-          0, value, 4, st});
+  AccessCounts& counts = accessesOf_[accessKey(controller, route, port, space, index)];
+  ++(write ? counts.writes : counts.reads);
+  const FaultQuery query{write ? kFaultConfigWrite : kFaultConfigRead, controller, route, port, space, index};
+  const Status st = access(query, space < kSpaceCount && port <= kMaxAdapter, [&](Router& r) {
+    return write ? r.write(port, space, index, value) : r.read(port, space, index, value);
+  });
+  if (logAccesses_)
+    accessLog_.push_back({write ? AccessKind::ConfigWrite : AccessKind::ConfigRead, controller, route, port, space,
+                          index, 0, 0, 0, 0, value, 4, st});
   return st;
 }
 
@@ -97,40 +98,31 @@ Status SimHost::configWrite(size_t controller, uint64_t route, uint32_t port, ui
 
 Status SimHost::i2cTransaction(size_t controller, uint64_t route, uint32_t address, const uint8_t* writeData,
                                uint32_t writeLength, uint8_t* readData, uint32_t readLength) {
-  elapsed_ += latency_;
   ++i2cAccesses_;
-  FaultQuery q{kFaultI2c, controller, route, {}, {}, {}, {}, {}, address};
-  Status st;
-  Router* r = nullptr;
-  if (auto injected = checkFault(q)) {
-    st = *injected;
-  } else if ((st = reach(controller, route, r)) == status::kSuccess) {
-    I2cDeviceModel* dev = r->i2cDevice(address);
-    st = dev ? dev->transfer(writeData, writeLength, readData, readLength) : status::kNotResponding;
-  }
-  uint32_t offset = writeLength ? writeData[0] : 0;
-  record({AccessKind::I2c, controller, route, 0, 0, 0, 0, 0, offset, address, 0, readLength, st});
+  const FaultQuery query{.op = kFaultI2c, .controller = controller, .route = route, .address = address};
+  const Status st = access(query, true, [&](Router& r) {
+    I2cDeviceModel* dev = r.i2cDevice(address);
+    return dev ? dev->transfer(writeData, writeLength, readData, readLength) : status::kNotResponding;
+  });
+  if (logAccesses_)
+    accessLog_.push_back({AccessKind::I2c, controller, route, 0, 0, 0, 0, 0, writeLength ? writeData[0] : 0u, address,
+                          0, readLength, st});
   return st;
 }
 
 Status SimHost::iecsAccess(bool write, size_t controller, uint64_t route, uint32_t bus, uint32_t device,
                            uint32_t offset, uint8_t* readData, const uint8_t* writeData, uint32_t length) {
-  elapsed_ += latency_;
   ++iecsAccesses_;
-  FaultQuery q{write ? kFaultIecsWrite : kFaultIecsRead, controller, route, {}, {}, offset, bus, device, {}};
-  Status st;
-  Router* r = nullptr;
-  if (auto injected = checkFault(q)) {
-    st = *injected;
-  } else if ((st = reach(controller, route, r)) == status::kSuccess) {
-    IecsDeviceModel* dev = r->iecsDevice(bus, device);
-    if (!dev)
-      st = status::kNotResponding;
-    else
-      st = write ? dev->write(offset, writeData, length) : dev->read(offset, readData, length);
-  }
-  record({write ? AccessKind::IecsWrite : AccessKind::IecsRead, controller, route, 0, 0, 0, bus, device, offset, 0, 0,
-          length, st});
+  const FaultQuery query{.op = write ? kFaultIecsWrite : kFaultIecsRead, .controller = controller, .route = route,
+                         .index = offset, .bus = bus, .device = device};
+  const Status st = access(query, true, [&](Router& r) {
+    IecsDeviceModel* dev = r.iecsDevice(bus, device);
+    if (!dev) return status::kNotResponding;
+    return write ? dev->write(offset, writeData, length) : dev->read(offset, readData, length);
+  });
+  if (logAccesses_)
+    accessLog_.push_back({write ? AccessKind::IecsWrite : AccessKind::IecsRead, controller, route, 0, 0, 0, bus,
+                          device, offset, 0, 0, length, st});
   return st;
 }
 
@@ -146,24 +138,23 @@ Status SimHost::iecsWrite(size_t controller, uint64_t route, uint32_t bus, uint3
 
 uint64_t SimHost::configReadsOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index,
                                 size_t controller) const {
-  auto it = readsOf_.find({controller, route, port, space, index});
-  return it == readsOf_.end() ? 0 : it->second;
+  auto it = accessesOf_.find(accessKey(controller, route, port, space, index));
+  return it == accessesOf_.end() ? 0 : it->second.reads;
 }
 
 uint64_t SimHost::configWritesOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index,
                                  size_t controller) const {
-  auto it = writesOf_.find({controller, route, port, space, index});
-  return it == writesOf_.end() ? 0 : it->second;
+  auto it = accessesOf_.find(accessKey(controller, route, port, space, index));
+  return it == accessesOf_.end() ? 0 : it->second.writes;
 }
 
 void SimHost::resetCounters() {
   configReads_ = configWrites_ = i2cAccesses_ = iecsAccesses_ = 0;
-  readsOf_.clear();
-  writesOf_.clear();
+  accessesOf_.clear();
   accessLog_.clear();
 }
 
-std::optional<Status> SimHost::checkFault(const FaultQuery& query) {
+std::optional<Status> SimHost::matchFault(const FaultQuery& query) {
   std::optional<Status> result;
   for (Fault& f : faults_) {
     if (!faultMatches(f, query)) continue;

@@ -134,7 +134,9 @@ class SimHost {
   void clearFaults() { faults_.clear(); }
   /// Counts the access against the faults; the status to fail it with, or
   /// nullopt when it goes through. Models call it for their own fault ops.
-  std::optional<Status> checkFault(const FaultQuery& query);
+  std::optional<Status> checkFault(const FaultQuery& query) {
+    return faults_.empty() ? std::nullopt : matchFault(query);
+  }
 
   // ---- Shell and variable store ----------------------------------------
   /// Runs a command line: records it and dispatches on the longest registered
@@ -180,8 +182,13 @@ class SimHost {
   void setDocument(const nlohmann::json& document);
 
  private:
-  Status reach(size_t controller, uint64_t route, Router*& out) const;
-  void record(const AccessRecord& r);
+  /// checkFault once there are faults.
+  std::optional<Status> matchFault(const FaultQuery& query);
+  /// What every hardware access shares: its simulated time, the faults, a
+  /// refusal of a malformed request, and the router that answers at the
+  /// query's route (none: time-out); answer(router) then does the access.
+  template <typename Answer>
+  Status access(const FaultQuery& query, bool wellFormed, Answer&& answer);
   Status configAccess(bool write, size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
                       uint32_t& value);
   Status iecsAccess(bool write, size_t controller, uint64_t route, uint32_t bus, uint32_t device, uint32_t offset,
@@ -194,13 +201,11 @@ class SimHost {
   uint64_t elapsed_ = 0;
   uint64_t latency_ = 10;
   uint64_t configReads_ = 0, configWrites_ = 0, i2cAccesses_ = 0, iecsAccesses_ = 0;
-  struct AddressKey {
-    size_t controller;
-    uint64_t route;
-    uint32_t port, space, index;
-    auto operator<=>(const AddressKey&) const = default;
+  struct AccessCounts {
+    uint64_t reads = 0, writes = 0;
   };
-  std::map<AddressKey, uint64_t> readsOf_, writesOf_;
+  // Configuration accesses by address (see accessKey in sim_host.cpp).
+  std::map<std::pair<uint64_t, uint64_t>, AccessCounts> accessesOf_;
   bool logAccesses_ = false;
   std::vector<AccessRecord> accessLog_;
   std::vector<Fault> faults_;

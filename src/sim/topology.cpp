@@ -32,7 +32,7 @@ bool checkRouteForm(JsonReader& in, const LoadedRouter& e) {
 /// the file leaves open becomes a lane adapter; one of another type, or one
 /// that leads to another host, cannot carry the link.
 bool makeLane(JsonReader& in, Router& r, uint32_t port, const std::string& at, const char* role) {
-  if (!r.store(port, kPortSpace) || !r.store(port, kPortSpace)->isSet(kAdapterTypeDword))
+  if (!r.isSet(port, kPortSpace, kAdapterTypeDword))
     r.poke(port, kPortSpace, kAdapterTypeDword, kLaneAdapter);
   else if (r.adapterType(port) != kLaneAdapter)
     return in.fail(at, textf("%s adapter %u of router 0x%llx is not a lane adapter (adapter type 0x%06x)", role, port,
@@ -50,8 +50,7 @@ bool makeLane(JsonReader& in, Router& r, uint32_t port, const std::string& at, c
 bool placeUpstream(JsonReader& in, LoadedRouter& e) {
   Router& r = *e.router;
   const bool host = r.route() == 0;
-  const DwordStore* device = r.store(0, kDeviceSpace);
-  if (device && device->isSet(kRouterConfigDword)) {
+  if (r.isSet(0, kDeviceSpace, kRouterConfigDword)) {
     if (!host && r.upstreamPort() == 0)
       return in.fail(keyPath(e.path, "device-space.1"), "Upstream Port is 0 on a router below the host router");
   } else {
