@@ -1,7 +1,9 @@
+// The choice of host (--host, TBT_HOST) and the updatechecker program around
+// the entry point: help, host errors, the echo and the hardware-time report.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cstdio>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,13 +15,15 @@
 namespace tbt::cli {
 namespace {
 
+using Lines = std::vector<std::string>;
+
 struct Taken {
   std::optional<HostRequest> request;
-  std::vector<std::string> rest;
+  Lines rest;
   std::string error;
 };
 
-Taken take(std::vector<std::string> args, const char* environment) {
+Taken take(Lines args, const char* environment) {
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
   Taken t;
@@ -31,11 +35,11 @@ Taken take(std::vector<std::string> args, const char* environment) {
 TEST(HostChoice, OptionWinsOverEnvironmentAndIsTakenOut) {
   using Kind = HostRequest::Kind;
   struct Case {
-    std::vector<std::string> args;
+    Lines args;
     const char* environment;
     Kind kind;
     const char* file;
-    std::vector<std::string> rest;
+    Lines rest;
   };
   const Case cases[] = {
       {{"p", "-a"}, nullptr, Kind::Native, "", {"p", "-a"}},
@@ -48,21 +52,19 @@ TEST(HostChoice, OptionWinsOverEnvironmentAndIsTakenOut) {
       {{"p", "--hostile"}, nullptr, Kind::Native, "", {"p", "--hostile"}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.args));
     Taken t = take(c.args, c.environment);
     ASSERT_TRUE(t.request) << t.error;
-    EXPECT_EQ(t.request->kind, c.kind) << ::testing::PrintToString(c.args);
+    EXPECT_EQ(t.request->kind, c.kind);
     EXPECT_EQ(t.request->file, c.file);
     EXPECT_EQ(t.rest, c.rest);
   }
 }
 
 TEST(HostChoice, MalformedValuesAreOneLineErrors) {
-  const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{"p", "--host=simulated"}, nullptr},
-      {{"p", "--host=sim:"}, nullptr},
-      {{"p", "--host"}, nullptr},
-      {{"p"}, "native"},
-  };
+  const std::pair<Lines, const char*> cases[] = {
+      {{"p", "--host=simulated"}, nullptr}, {{"p", "--host=sim:"}, nullptr}, {{"p", "--host"}, nullptr},
+      {{"p"}, "native"}};
   for (const auto& [args, environment] : cases) {
     Taken t = take(args, environment);
     EXPECT_FALSE(t.request) << ::testing::PrintToString(args);
@@ -72,87 +74,77 @@ TEST(HostChoice, MalformedValuesAreOneLineErrors) {
   EXPECT_NE(take({"p"}, "native").error.find("TBT_HOST"), std::string::npos);
 }
 
-// Runs updatechecker with a fake update check; captures both streams.
-struct ProgramRun {
-  int status = 0;
-  int checks = 0;
-  std::string out, err;
-};
-
-ProgramRun runProgram(std::vector<std::string> args) {
-  args.insert(args.begin(), TBT_BINARY_DIR "/updatechecker");  // the error dictionary lies there
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  ProgramRun run;
-  EntryCalls calls;
-  calls.checkForUpdates = [&](int, const char* const*, bool) {
-    ++run.checks;
-    return result::kSuccess;
-  };
-  calls.runBackflash = [&](const char*, const char*, const char*) { return result::kSuccess; };
-  ::testing::internal::CaptureStdout();
-  ::testing::internal::CaptureStderr();
-  run.status = updatecheckerMain(static_cast<int>(args.size()), argv.data(), calls);
-  run.err = ::testing::internal::GetCapturedStderr();
-  run.out = ::testing::internal::GetCapturedStdout();
-  return run;
-}
-
+// updatechecker with a fake update check, TBT_HOST set as given (and put
+// back afterwards); both streams captured.
 class UpdatecheckerProgram : public ::testing::Test {
  protected:
   UpdatecheckerProgram() {
     if (const char* v = getenv(kHostEnvironmentVariable)) saved_ = v;
-    unsetenv(kHostEnvironmentVariable);
   }
   ~UpdatecheckerProgram() override {
     if (saved_) setenv(kHostEnvironmentVariable, saved_->c_str(), 1);
     else unsetenv(kHostEnvironmentVariable);
   }
+
+  int run(Lines args, const char* environment = nullptr) {
+    if (environment) setenv(kHostEnvironmentVariable, environment, 1);
+    else unsetenv(kHostEnvironmentVariable);
+    args.insert(args.begin(), TBT_BINARY_DIR "/updatechecker");  // the error dictionary lies there
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    EntryCalls calls{[&](int, const char* const*, bool) {
+                       ++checks;
+                       return result::kSuccess;
+                     },
+                     [](const char*, const char*, const char*) { return result::kSuccess; }};
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    const int status = updatecheckerMain(static_cast<int>(args.size()), argv.data(), calls);
+    err = ::testing::internal::GetCapturedStderr();
+    out = ::testing::internal::GetCapturedStdout();
+    return status;
+  }
+
   std::optional<std::string> saved_;
+  int checks = 0;
+  std::string out, err;
 };
 
-TEST_F(UpdatecheckerProgram, WithoutAHostSaysSoAndExits2) {
-  ProgramRun run = runProgram({"-a"});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.checks, 0);
-  EXPECT_NE(run.err.find("native"), std::string::npos);
-  EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << "one line";
-}
-
-TEST_F(UpdatecheckerProgram, BadHostFileIsOneLineNamingTheKey) {
-  std::string path = testing::TempDir() + "bad_host.json";
-  FILE* f = std::fopen(path.c_str(), "w");
-  std::fputs(R"({ "lid-closed": false, "bogus-key": 1 })", f);
-  std::fclose(f);
-  setenv(kHostEnvironmentVariable, "sim", 1);  // the option wins over it
-  ProgramRun run = runProgram({"--host=sim:" + path, "-a"});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.checks, 0);
-  EXPECT_NE(run.err.find("bogus-key"), std::string::npos) << run.err;
-  EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+// Without a host, or with a host file that names an unknown key, the program
+// says so in one line and exits 2 without running the check.
+TEST_F(UpdatecheckerProgram, HostErrorsAreOneLineAndExit2) {
+  const std::string path = testing::TempDir() + "bad_host.json";
+  std::ofstream(path) << R"({ "lid-closed": false, "bogus-key": 1 })";
+  struct Case {
+    Lines args;
+    const char* environment;  // the option wins over it
+    const char* named;
+  };
+  for (const Case& c : {Case{{"-a"}, nullptr, "native"}, Case{{"--host=sim:" + path, "-a"}, "sim", "bogus-key"}}) {
+    EXPECT_EQ(run(c.args, c.environment), 2);
+    EXPECT_EQ(checks, 0);
+    EXPECT_NE(err.find(c.named), std::string::npos) << err;
+    EXPECT_EQ(err.find('\n'), err.size() - 1) << "one line: " << err;
+  }
 }
 
 TEST_F(UpdatecheckerProgram, RunsOnTheSimulatedHost) {
-  setenv(kHostEnvironmentVariable, "sim", 1);
-  ProgramRun run = runProgram({"-v", "-V", "-b", "onlyone"});
-  EXPECT_EQ(run.status, 135);
-  EXPECT_EQ(run.out, "Update Checker version 57\n");
-  EXPECT_NE(run.err.find("updatechecker["), std::string::npos) << "log lines are echoed";
-  EXPECT_NE(run.err.find("simulated hardware time: "), std::string::npos) << run.err;
-
-  run = runProgram({"--host=sim"});
-  EXPECT_EQ(run.checks, 1);
-  EXPECT_EQ(run.err.find("simulated hardware time"), std::string::npos) << "only with -V";
+  EXPECT_EQ(run({"-v", "-V", "-b", "onlyone"}, "sim"), 135);
+  EXPECT_EQ(out, "Update Checker version 57\n");
+  EXPECT_NE(err.find("updatechecker["), std::string::npos) << "log lines are echoed";
+  EXPECT_NE(err.find("simulated hardware time: "), std::string::npos) << err;
+  run({"--host=sim"});
+  EXPECT_EQ(checks, 1);
+  EXPECT_EQ(err.find("simulated hardware time"), std::string::npos) << "only with -V";
 }
 
 TEST_F(UpdatecheckerProgram, HelpListsEveryOption) {
-  ProgramRun run = runProgram({"--help"});
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.checks, 0);
+  EXPECT_EQ(run({"--help"}), 0);
+  EXPECT_EQ(checks, 0);
   for (const char* option : {"--restart", "--arm", "--backflash", "--no", "--clean", "--ignore", "--nomulti",
                              "--nouid", "--zero", "--version", "--verbose", "--host=sim:FILE", "TBT_HOST"})
-    EXPECT_NE(run.out.find(option), std::string::npos) << option;
+    EXPECT_NE(out.find(option), std::string::npos) << option;
 }
 
 }  // namespace

@@ -1,216 +1,153 @@
+// The update checker's entry point with a fake update check and backflash, on
+// a fresh empty simulated host per run, the program lying in a temporary
+// directory beside an error dictionary.
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "driver/entry.h"
 #include "driver/options.h"
 #include "platform/plist.h"
-#include "support/scoped_host.h"
+#include "support/display_host.h"
 
 namespace tbt {
 namespace {
 
-constexpr const char* kDictionary = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict>
-  <key>uc_error_0x00000087</key><string>two operands needed</string>
-  <key>uc_error_0x00000004</key><string>no display</string>
-  <key>uc_error_0x00000100</key><string>exit status 1</string>
-</dict></plist>
-)";
+using Lines = std::vector<std::string>;
 
-// Drives the entry point on an empty simulated host with a fake update check
-// and backflash, the program's path pointing into a temporary directory that
-// holds an error dictionary.
+constexpr const char* kDictionary =
+    "<plist version=\"1.0\"><dict><key>uc_error_0x00000087</key><string>two operands needed</string>"
+    "<key>uc_error_0x00000004</key><string>no display</string>"
+    "<key>uc_error_0x00000100</key><string>exit status 1</string></dict></plist>";
+
 class EntryTest : public ::testing::Test {
  protected:
-  EntryTest() {
-    char pattern[] = "/tmp/entry_test.XXXXXX";
-    dir_ = mkdtemp(pattern);
-    writeDictionary(kDictionary);
-  }
+  EntryTest() : dir_(mkdtemp(pattern_)) { writeDictionary(kDictionary); }
   ~EntryTest() override { std::filesystem::remove_all(dir_); }
 
-  void writeDictionary(const char* text) {
-    FILE* f = std::fopen((dir_ + "/Errors.plist").c_str(), "w");
-    std::fputs(text, f);
-    std::fclose(f);
-  }
+  void writeDictionary(const char* text) { std::ofstream(dir_ + "/Errors.plist") << text; }
 
-  int run(std::vector<std::string> args) {
-    args.insert(args.begin(), dir_ + "/updatechecker");
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
+  // Runs the command line on a fresh host; returns the exit status.
+  int run(Lines args) {
+    host_.emplace("{}");
     EntryCalls calls;
     calls.checkForUpdates = [this](int, const char* const* argv, bool arm) {
-      checked.push_back(arm);
+      checks.push_back(arm);
       toolPath = argv[0];
       return result;
     };
     calls.runBackflash = [this](const char* u, const char* p0, const char* p1) {
-      backflashed.push_back({u, p0, p1 ? std::optional<std::string>(p1) : std::nullopt});
+      backflashes.push_back({u, p0, p1 ? p1 : "<null>"});
       return result;
     };
-    return runUpdateChecker(static_cast<int>(args.size()), argv.data(), calls);
+    return test::runChecker(std::move(args), dir_ + "/updatechecker", calls);
   }
+  const Lines& shell() { return host_->sim().shellCommands(); }
+  const Lines& log() { return host_->sim().logLines(); }
 
-  // Shell commands run since the last clear().
-  std::vector<std::string> shell() {
-    const auto& all = host.sim().shellCommands();
-    return std::vector<std::string>(all.begin() + static_cast<std::ptrdiff_t>(shellMark_), all.end());
-  }
-  void clear() {
-    host.sim().clearOutput();
-    shellMark_ = host.sim().shellCommands().size();
-  }
-  const std::vector<std::string>& log() { return host.sim().logLines(); }
-
-  struct Backflash {
-    std::string utility, payload0;
-    std::optional<std::string> payload1;
-  };
-  test::ScopedHost host{"{}"};
+  char pattern_[32] = "/tmp/entry_test.XXXXXX";
   std::string dir_;
-  ResultCode result = result::kSuccess;
-  std::vector<bool> checked;  // arm of each update check
+  std::optional<test::ScopedHost> host_;
+  ResultCode result = result::kSuccess;  // what the fake flows return
+  std::vector<bool> checks;              // arm of each update check
   std::string toolPath;
-  std::vector<Backflash> backflashed;
-  size_t shellMark_ = 0;
+  std::vector<Lines> backflashes;
 };
 
-TEST_F(EntryTest, CleanModeClearsTheSixVariablesThenRunsTheCheck) {
+TEST_F(EntryTest, CleanModeClearsTheSixVariablesFirst) {
+  const Lines clean = {"nvram -d efi-kelvo-payload0",      "nvram -d efi-kelvo-payload1",
+                       "nvram -d efi-kelvo-payload0-data", "nvram -d efi-kelvo-payload1-data",
+                       "nvram -d tbt-options",             "nvram -d VaneUpdateResult"};
   run({"-c"});
-  EXPECT_EQ(shell(), (std::vector<std::string>{
-                         "nvram -d efi-kelvo-payload0", "nvram -d efi-kelvo-payload1",
-                         "nvram -d efi-kelvo-payload0-data", "nvram -d efi-kelvo-payload1-data",
-                         "nvram -d tbt-options", "nvram -d VaneUpdateResult"}));
-  EXPECT_EQ(checked.size(), 1u);
+  EXPECT_EQ(shell(), clean);
+  EXPECT_EQ(checks.size(), 1u);
   EXPECT_EQ(toolPath, dir_ + "/updatechecker");
-
-  clear();
   run({"--clean", "-b", "u", "p0"});
-  EXPECT_EQ(shell().size(), 6u);
-  EXPECT_EQ(checked.size(), 1u) << "backflash runs instead of the check";
-  EXPECT_EQ(backflashed.size(), 1u);
+  EXPECT_EQ(shell(), clean);
+  EXPECT_EQ(checks.size(), 1u) << "backflash runs instead of the check";
+  EXPECT_EQ(backflashes.size(), 1u);
 }
 
 TEST_F(EntryTest, BackflashNeedsTwoOperandsAndPassesANullThird) {
   EXPECT_EQ(run({"-b"}), 135);
   EXPECT_EQ(run({"-b", "util"}), 135);
-  EXPECT_TRUE(backflashed.empty());
-  EXPECT_EQ(log().back(), "Error: 'two operands needed'");
-
+  EXPECT_EQ(log(), Lines{"Error: 'two operands needed'"});
   EXPECT_EQ(run({"-b", "util", "p0"}), 0);
-  ASSERT_EQ(backflashed.size(), 1u);
-  EXPECT_EQ(backflashed[0].utility, "util");
-  EXPECT_EQ(backflashed[0].payload0, "p0");
-  EXPECT_FALSE(backflashed[0].payload1);
-
-  run({"--backflash", "util", "p0", "p1", "extra"});
-  EXPECT_EQ(backflashed[1].payload1, "p1");
-  EXPECT_TRUE(checked.empty());
+  EXPECT_EQ(run({"--backflash", "util", "p0", "p1", "extra"}), 0);
+  EXPECT_EQ(backflashes, (std::vector<Lines>{{"util", "p0", "<null>"}, {"util", "p0", "p1"}}));
+  EXPECT_TRUE(checks.empty());
 }
 
-TEST_F(EntryTest, ArmAndRestartFollowCommandLineOrder) {
+// Options act in command-line order (an unknown one gets the parser's
+// diagnostic and is ignored); restart follows only a success; the result is
+// logged with its message and exits with its low eight bits.
+TEST_F(EntryTest, ArmRestartAndReport) {
   struct Case {
-    std::vector<std::string> args;
-    bool arm, restart;
-  };
-  const Case cases[] = {
-      {{}, false, false},
-      {{"-a"}, true, false},
-      {{"-r"}, true, true},
-      {{"-r", "-n"}, false, true},
-      {{"-n", "-r"}, true, true},
-      {{"--arm", "--no"}, false, false},
-      {{"--no", "--arm"}, true, false},
-      {{"-rn", "-a"}, true, true},
-  };
-  for (const Case& c : cases) {
-    clear();
-    checked.clear();
-    EXPECT_EQ(run(c.args), 0);
-    ASSERT_EQ(checked.size(), 1u);
-    EXPECT_EQ(checked[0], c.arm) << ::testing::PrintToString(c.args);
-    EXPECT_EQ(log(), std::vector<std::string>{"Success"});
-    bool restarted = !shell().empty() && shell().back() == "shutdown -r now";
-    EXPECT_EQ(restarted, c.restart) << ::testing::PrintToString(c.args);
-  }
-}
-
-TEST_F(EntryTest, RestartOnlyAfterASuccess) {
-  result = result::kNoDisplayFound;
-  EXPECT_EQ(run({"-r"}), 4);
-  EXPECT_TRUE(shell().empty());
-  EXPECT_EQ(log(), std::vector<std::string>{"Error: 'no display'"});
-}
-
-TEST_F(EntryTest, GlobalFlagsVersionAndZero) {
-  run({"-z"});
-  EXPECT_EQ(driverFlags().multi, true);
-  EXPECT_EQ(driverFlags().uid, true);
-  EXPECT_EQ(driverFlags().verbose, false);
-  EXPECT_EQ(driverFlags().ignore, false);
-  EXPECT_EQ(host.sim().printed(), "");
-
-  run({"-imuV", "-v"});
-  EXPECT_EQ(driverFlags().multi, false);
-  EXPECT_EQ(driverFlags().uid, false);
-  EXPECT_EQ(driverFlags().verbose, true);
-  EXPECT_EQ(driverFlags().ignore, true);
-  EXPECT_EQ(host.sim().printed(), "Update Checker version 57\n");
-  EXPECT_EQ(checked.size(), 2u) << "-v carries on with the check";
-
-  run({"--ignore", "--nomulti", "--nouid", "--verbose", "--version", "--zero"});
-  EXPECT_FALSE(driverFlags().multi);
-  EXPECT_TRUE(driverFlags().ignore);
-  EXPECT_EQ(host.sim().printed(), "Update Checker version 57\nUpdate Checker version 57\n");
-
-  run({});
-  EXPECT_TRUE(driverFlags().multi) << "each command line starts from the defaults";
-}
-
-TEST_F(EntryTest, UnknownOptionsAreDiagnosedAndIgnored) {
-  ::testing::internal::CaptureStderr();
-  int status = run({"-x", "--bogus", "-a"});
-  std::string diagnostics = ::testing::internal::GetCapturedStderr();
-  EXPECT_EQ(status, 0);
-  EXPECT_NE(diagnostics.find("'x'"), std::string::npos) << diagnostics;
-  EXPECT_NE(diagnostics.find("--bogus"), std::string::npos) << diagnostics;
-  ASSERT_EQ(checked.size(), 1u);
-  EXPECT_TRUE(checked[0]);
-}
-
-TEST_F(EntryTest, ResultIsReportedAndExitsWithItsLowEightBits) {
-  struct Case {
+    Lines args;
     ResultCode result;
     int exitStatus;
+    bool arm, restart;
     const char* line;
   };
   const Case cases[] = {
-      {result::kNoDisplayFound, 4, "Error: 'no display'"},
-      {0x100, 0, "Error: 'exit status 1'"},
-      {result::kTooManyFound, 5, "Error: '(null)'"},  // no message for it
-      {0x1ff, 255, "Error: '(null)'"},
+      {{}, 0, 0, false, false, "Success"},
+      {{"-a"}, 0, 0, true, false, "Success"},
+      {{"-r"}, 0, 0, true, true, "Success"},
+      {{"-r", "-n"}, 0, 0, false, true, "Success"},
+      {{"-n", "-r"}, 0, 0, true, true, "Success"},
+      {{"--arm", "--no"}, 0, 0, false, false, "Success"},
+      {{"--no", "--arm"}, 0, 0, true, false, "Success"},
+      {{"-rn", "-a"}, 0, 0, true, true, "Success"},
+      {{"-x", "--bogus", "-a"}, 0, 0, true, false, "Success"},
+      {{"-r"}, result::kNoDisplayFound, 4, true, false, "Error: 'no display'"},
+      {{}, 0x100, 0, false, false, "Error: 'exit status 1'"},
+      {{}, result::kTooManyFound, 5, false, false, "Error: '(null)'"},  // no message for it
+      {{}, 0x1ff, 255, false, false, "Error: '(null)'"},
   };
+  ::testing::internal::CaptureStderr();
   for (const Case& c : cases) {
-    clear();
+    SCOPED_TRACE(::testing::PrintToString(c.args) + " result " + std::to_string(c.result));
+    checks.clear();
     result = c.result;
-    EXPECT_EQ(run({}), c.exitStatus);
-    EXPECT_EQ(log(), std::vector<std::string>{c.line});
+    EXPECT_EQ(run(c.args), c.exitStatus);
+    EXPECT_EQ(checks, std::vector<bool>{c.arm});
+    EXPECT_EQ(log(), Lines{c.line});
+    EXPECT_EQ(shell(), c.restart ? Lines{"shutdown -r now"} : Lines{});
   }
+  const std::string diagnostics = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(diagnostics.find("'x'"), std::string::npos) << diagnostics;
+  EXPECT_NE(diagnostics.find("--bogus"), std::string::npos) << diagnostics;
+}
+
+TEST_F(EntryTest, FlagsVersionAndZero) {
+  auto flags = [] {
+    const DriverFlags& f = driverFlags();
+    return std::vector<bool>{f.multi, f.uid, f.verbose, f.ignore};
+  };
+  const std::vector<bool> defaults = {true, true, false, false}, allFlipped = {false, false, true, true};
+  run({"-z"});
+  EXPECT_EQ(flags(), defaults);
+  EXPECT_EQ(host_->sim().printed(), "");
+  for (const Lines& args :
+       {Lines{"-imuV", "-v"}, {"--ignore", "--nomulti", "--nouid", "--verbose", "--version", "--zero"}}) {
+    run(args);
+    EXPECT_EQ(flags(), allFlipped);
+    EXPECT_EQ(host_->sim().printed(), "Update Checker version 57\n");
+  }
+  EXPECT_EQ(checks.size(), 3u) << "-v carries on with the check";
+  run({});
+  EXPECT_EQ(flags(), defaults) << "each command line starts from the defaults";
 }
 
 TEST_F(EntryTest, UnreadableDictionarySilencesTheReport) {
   result = result::kNoDisplayFound;
   writeDictionary("<plist><dict><key>uc_error_0x00000004</key></dict></plist>");
   EXPECT_EQ(run({}), 4);
+  EXPECT_TRUE(log().empty());
   std::filesystem::remove(dir_ + "/Errors.plist");
   EXPECT_EQ(run({}), 4);
   EXPECT_TRUE(log().empty());

@@ -2,7 +2,9 @@
 // boot-selection command makes of them, and the paths it must never see.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/boot_selection.h"
@@ -12,6 +14,7 @@ namespace tbt::test {
 namespace {
 
 using nlohmann::json;
+using Lines = std::vector<std::string>;
 
 std::string group(uint64_t uid, bool force) {
   const char* f = force ? " -f" : "";
@@ -19,8 +22,7 @@ std::string group(uint64_t uid, bool force) {
                static_cast<unsigned long long>(uid), f, f);
 }
 
-std::string scheduled(std::vector<std::string> groups) {
-  const std::string dir = TBT_BINARY_DIR;
+std::string scheduled(const Lines& groups, const std::string& dir = TBT_BINARY_DIR) {
   std::string out = "/usr/sbin/bless -mount / -firmware \"" + dir + "/VaneUtil.efi\" -payload \"" + dir +
                     "/Panel-26-02.bin\" -payload \"" + dir + "/PortMc-em-00020007.bin\" -options \"-o";
   for (const std::string& g : groups) out += g;
@@ -30,14 +32,17 @@ std::string scheduled(std::vector<std::string> groups) {
 struct CommandCase {
   const char* name;
   void (*edit)(json&);
-  std::vector<std::string> args;
+  Lines args;  // -r also restarts after the scheduling
   std::string command;
+  std::string toolPath = defaultToolPath();
 };
 
 const CommandCase kCommands[] = {
     {"OneUid", [](json& h) { removeRouter(h, 0x301); }, {"-a"}, scheduled({group(kNearUid, false)})},
-    {"TwoUidsFarFirst", nullptr, {"-a"}, scheduled({group(kFarRepairedUid, false), group(kNearUid, false)})},
+    {"TwoUidsFarFirstThenRestart", nullptr, {"-r"}, scheduled({group(kFarRepairedUid, false), group(kNearUid, false)})},
     {"NoMulti", nullptr, {"-a", "-m"}, scheduled({group(kNearUid, false)})},
+    {"DirectoryWithASpace", nullptr, {"-a"},
+     scheduled({group(kFarRepairedUid, false), group(kNearUid, false)}, "/opt/my tools"), "/opt/my tools/uc"},
     {"Ignore", nullptr, {"-a", "-i"}, scheduled({group(kFarRepairedUid, true), group(kNearUid, true)})},
     {"BackflashByRoute", [](json& h) { addDisplay(h, 0x3, 0x33); }, {"-b", "/fw/u.efi", "/fw/p0.bin"},
      "/usr/sbin/bless -mount / -firmware \"/fw/u.efi\" -payload \"/fw/p0.bin\" -payload \"(null)\" -options \"-o" +
@@ -50,76 +55,60 @@ TEST_P(FlashCommands, ExactCommandLines) {
   json doc = defaultHostDocument();
   if (GetParam().edit) GetParam().edit(doc);
   ScopedHost host(doc.dump());
-  ASSERT_EQ(runChecker(GetParam().args), 0);
-  const std::vector<std::string> expected = {"nvram -d VaneUpdateResult", "nvram tbt-options=%04",
-                                             GetParam().command};
+  ASSERT_EQ(runChecker(GetParam().args, GetParam().toolPath), 0);
+  const bool restart = GetParam().args[0] == "-r";
+  Lines expected = {"nvram -d VaneUpdateResult", "nvram tbt-options=%04", GetParam().command};
+  if (restart) expected.push_back("shutdown -r now");
   EXPECT_EQ(host.sim().shellCommands(), expected);
+  EXPECT_EQ(host.sim().restartRequested(), restart);
   EXPECT_EQ(host.sim().nvram().at("tbt-options"), "\x04");
+  // The boot selection holds the very words the command quoted.
   auto selection = sim::bootSelection(host.sim());
   ASSERT_TRUE(selection);
   EXPECT_EQ(selection->mount, "/");
-  EXPECT_EQ(selection->payloads.size(), 2u);
-  EXPECT_EQ(selection->options.rfind("-o -u 0x", 0), 0u) << selection->options;
+  ASSERT_EQ(selection->payloads.size(), 2u);
+  const std::string quoted = textf("-firmware \"%s\" -payload \"%s\" -payload \"%s\" -options \"%s\"",
+                                   selection->firmware.c_str(), selection->payloads[0].c_str(),
+                                   selection->payloads[1].c_str(), selection->options.c_str());
+  EXPECT_NE(GetParam().command.find(quoted), std::string::npos) << quoted;
 }
 
 INSTANTIATE_TEST_SUITE_P(UpdateChecker, FlashCommands, ::testing::ValuesIn(kCommands),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(FlashCommands, BootSelectionRecordsWhatItWasGiven) {
-  ScopedHost host(DefaultHost{});
-  ASSERT_EQ(runChecker({"-a"}, "/opt/my tools/updatechecker"), 0);
-  auto selection = sim::bootSelection(host.sim());
-  ASSERT_TRUE(selection);
-  EXPECT_EQ(selection->firmware, "/opt/my tools/VaneUtil.efi");
-  EXPECT_EQ(selection->payloads,
-            (std::vector<std::string>{"/opt/my tools/Panel-26-02.bin", "/opt/my tools/PortMc-em-00020007.bin"}));
-  EXPECT_EQ(selection->options, "-o" + group(kFarRepairedUid, false) + group(kNearUid, false));
-  EXPECT_EQ(host.sim().runShell("/usr/sbin/bless -mount / -payload x"), 1 << 8) << "no utility: usage error";
-}
-
-TEST(FlashCommands, ShellWords) {
+TEST(FlashCommands, ShellWordsAndBlessUsage) {
   sim::ShellWords w = sim::splitShellWords(R"(a "b c\"d\x" 'e $f' "$(g) `h`" i\ j $HOME)");
-  EXPECT_EQ(w.words, (std::vector<std::string>{"a", "b c\"d\\x", "e $f", "$(g) `h`", "i j", "$HOME"}));
-  EXPECT_EQ(w.expansions, (std::vector<std::string>{"$(g)", "`h`", "$HOME"}));
+  EXPECT_EQ(w.words, (Lines{"a", "b c\"d\\x", "e $f", "$(g) `h`", "i j", "$HOME"}));
+  EXPECT_EQ(w.expansions, (Lines{"$(g)", "`h`", "$HOME"}));
   EXPECT_FALSE(sim::splitShellWords("a \"b").complete);
-}
-
-// Restart comes only after a success.
-TEST(FlashCommands, RestartOnlyOnSuccess) {
-  for (bool lidClosed : {false, true}) {
-    json doc = defaultHostDocument();
-    doc["lid-closed"] = lidClosed;
-    ScopedHost host(doc.dump());
-    EXPECT_EQ(runChecker({"-r"}), lidClosed ? 2 : 0);
-    EXPECT_EQ(host.sim().restartRequested(), !lidClosed);
-    EXPECT_EQ(host.sim().scheduledBootEntry().has_value(), !lidClosed);
-  }
+  ScopedHost host("{}");
+  EXPECT_EQ(host.sim().runShell("/usr/sbin/bless -mount / -payload x"), 1 << 8) << "no utility: usage error";
 }
 
 // A path that the shell would interpret inside double quotes is refused
 // before any command runs, whether it is the program's directory or a
-// backflash operand.
-const char* const kHostile[] = {"/tmp/a\"b", "/tmp/$(touch x)", "/tmp/`id`", "/tmp/a\nb", "/tmp/a\\b", "/tmp/$HOME"};
-
-class HostilePaths : public ::testing::TestWithParam<const char*> {};
+// backflash operand; the log names it.
+class HostilePaths : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(HostilePaths, NeverReachTheShell) {
-  const std::string bad = GetParam();
-  const std::vector<std::vector<std::string>> runs = {
-      {"-a"}, {"-b", bad, "p0", "p1"}, {"-b", "u", bad, "p1"}, {"-b", "u", "p0", bad}};
-  for (const auto& args : runs) {
+  const std::string bad = GetParam().second;
+  for (const Lines& args : {Lines{"-a"}, {"-b", bad, "p0", "p1"}, {"-b", "u", bad, "p1"}, {"-b", "u", "p0", bad}}) {
     ScopedHost host(DefaultHost{});
-    const std::string toolPath = args[0] == "-a" ? bad + "/updatechecker" : defaultToolPath();
-    EXPECT_EQ(runChecker(args, toolPath), 16);
+    EXPECT_EQ(runChecker(args, args[0] == "-a" ? bad + "/updatechecker" : defaultToolPath()), 16);
     EXPECT_TRUE(host.sim().shellCommands().empty());
-    bool named = false;
-    for (const std::string& line : host.sim().logLines())
-      named = named || line.rfind("Refusing path with shell metacharacters: '/tmp/", 0) == 0;
-    EXPECT_TRUE(named);
+    const Lines& log = host.sim().logLines();
+    EXPECT_TRUE(std::any_of(log.begin(), log.end(), [](const std::string& line) {
+      return line.rfind("Refusing path with shell metacharacters: '/tmp/", 0) == 0;
+    }));
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(UpdateChecker, HostilePaths, ::testing::ValuesIn(kHostile));
+INSTANTIATE_TEST_SUITE_P(
+    UpdateChecker, HostilePaths,
+    ::testing::Values(std::pair("Quote", "/tmp/a\"b"), std::pair("Substitution", "/tmp/$(touch x)"),
+                      std::pair("Backquote", "/tmp/`id`"), std::pair("Newline", "/tmp/a\nb"),
+                      std::pair("Backslash", "/tmp/a\\b"), std::pair("Variable", "/tmp/$HOME")),
+    [](const auto& info) { return std::string(info.param.first); });
 
 }  // namespace
 }  // namespace tbt::test

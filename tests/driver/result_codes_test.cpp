@@ -2,24 +2,27 @@
 // variation of the default host, with the log line that explains it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "support/display_host.h"
+#include "support/host_builder.h"
 
 namespace tbt::test {
 namespace {
 
 using nlohmann::json;
-using Edit = std::function<void(json&)>;
+using Lines = std::vector<std::string>;
 
 struct ResultCase {
   const char* name;
-  Edit edit;
-  std::vector<std::string> args;
+  std::function<void(json&)> edit;
+  Lines args;
   int exitStatus;
   std::string line;  // a log line the run must write
+  std::string toolPath = defaultToolPath();
 };
 
 void validHeaders(json& h) { setUidHeader(h, 0x301, kFarRegistryUid); }
@@ -30,17 +33,17 @@ void upToDate(json& h) {
     for (const char* port : {"1", "3"}) display["ports"][port]["registry"]["Micro Version"] = "0x20007";
   }
 }
+void onBattery(json& h) { h["batteries"] = {{{"external-connected", false}}}; }
 void earlyHostController(json& h) { routerOf(h, 0x0)["registry"]["Device ID"] = "0x1513"; }
-json& hostPort(json& h, int port) { return routerOf(h, 0x0)["ports"][std::to_string(port)]; }
+json& hostPort(json& h, int port) { return routerOf(h, 0x0)["ports"][std::to_string(port)]["registry"]; }
 
 const ResultCase kCases[] = {
     {"Ready", nullptr, {}, 0, "Success"},
     {"Scheduled", nullptr, {"-a"}, 0, "Will update route 301 (depth 2) with UID 0001001a731ff1d0"},
     {"UpToDate", [](json& h) { validHeaders(h), upToDate(h); }, {}, 1, "Route 301 is up to date"},
     {"OnlyUidRepaired", upToDate, {}, 13, "UID was recovered"},
-    {"LidClosed", [](json& h) { h["lid-closed"] = true; }, {}, 2, "Cannot update because of error 0x2"},
-    {"OnBattery", [](json& h) { h["batteries"] = {{{"external-connected", false}}}; }, {}, 3,
-     "Cannot update because of error 0x3"},
+    {"LidClosedNoRestart", [](json& h) { h["lid-closed"] = true; }, {"-r"}, 2, "Cannot update because of error 0x2"},
+    {"OnBattery", onBattery, {}, 3, "Cannot update because of error 0x3"},
     {"NoDisplay", [](json& h) { removeRouter(h, 0x1); }, {}, 4, "Cannot update because of error 0x4"},
     {"ThirdDirect", [](json& h) { addDisplay(h, 0x3, 0x33); }, {}, 5, "Directly connected, but too many found."},
     {"ThirdChained", [](json& h) { addDisplay(h, 0x401, 0x33); }, {}, 5,
@@ -62,17 +65,19 @@ const ResultCase kCases[] = {
      [](json& h) { h["board-id"] = "Brd-6A1C0D33E9B21F47", routerOf(h, 0x0)["registry"]["ROM Version"] = "0x24"; },
      {}, 9, "0x15eb Host ROM Version = 24.8"},
     {"LaterHostRevisionTooOld",
-     [](json& h) { routerOf(h, 0x0)["registry"] = {{"UID", "0x10"}, {"Device ID", "0x1547"},
-                                                    {"ROM Version", "0x23"}, {"EEPROM Revision", 3}}; },
+     [](json& h) {
+       routerOf(h, 0x0)["registry"] = {
+           {"UID", "0x10"}, {"Device ID", "0x1547"}, {"ROM Version", "0x23"}, {"EEPROM Revision", 3}};
+     },
      {}, 9, "0x1547 Host ROM Version = 23.3"},
-    {"HostMicroTooOld", [](json& h) { earlyHostController(h), hostPort(h, 1)["registry"]["Micro Version"] = "0x20102"; },
-     {}, 9, "Cannot update because of error 0x9"},
-    {"NoHostMicro", [](json& h) { earlyHostController(h), hostPort(h, 1)["registry"].erase("Micro Version"); }, {},
-     137, "Cannot update because of error 0x89"},
+    {"HostMicroTooOld", [](json& h) { earlyHostController(h), hostPort(h, 1)["Micro Version"] = "0x20102"; }, {}, 9,
+     "Cannot update because of error 0x9"},
+    {"NoHostMicro", [](json& h) { earlyHostController(h), hostPort(h, 1).erase("Micro Version"); }, {}, 137,
+     "Cannot update because of error 0x89"},
     {"NoHostLanePort",
      [](json& h) {
        earlyHostController(h);
-       for (int p = 1; p <= 4; ++p) hostPort(h, p)["registry"]["Adapter Type"] = 0x0e0101;
+       for (int p = 1; p <= 4; ++p) hostPort(h, p)["Adapter Type"] = 0x0e0101;
      },
      {}, 136, "Cannot update because of error 0x88"},
     {"BootFirmwareTooOld", [](json& h) { h["rom"]["version"] = "A.B.0116.B06"; }, {}, 11, "Host EFI: 0116.B06"},
@@ -82,22 +87,20 @@ const ResultCase kCases[] = {
     {"RouteZero",
      [](json& h) {
        // The chained display reports route 0, so its handle reaches the host
-       // router, which then needs a UID header of its own.
+       // router, which then needs a DFT capability and a UID header of its own.
        validHeaders(h);
-       json& host = routerOf(h, 0x0);
-       host["device-space"]["1"] = "0x06014040";
-       host["device-space"]["0x40"] = "0x10010500";
-       host["device-space"]["0x4c"] = "0x100";
-       host["eeprom"] = {{"bytes", {{"0x100", uidHeaderHex(kFarRegistryUid)}}}};
+       h = SwitchHostBuilder(h, 0x0)
+               .dft(0x40, kDromOffset)
+               .eeprom(2048, {{hex(kDromOffset), uidHeaderHex(kFarRegistryUid)}})
+               .document();
        routerOf(h, 0x301)["registry"]["Route String"] = 0;
      },
      {}, 134, "Error 0x86 occurred with route 0"},
     {"RepairRefused", nullptr, {"-u"}, 139, "Could not recover UID (0xe00002c9)"},
     {"RepairNotTethered", [](json& h) { setUpstreamPort(h, 0x301, 3); }, {}, 139, "Could not recover UID (0x7)"},
+    {"ResourceDirectoryNotAscii", nullptr, {"-a"}, 16, "Could not get resources path", "/opt/\xc3\xa9/updatechecker"},
     // Backflash.
-    {"Backflash", nullptr, {"-b", "/fw/u.efi", "/fw/p0.bin", "/fw/p1.bin"}, 0, "Success"},
-    {"BackflashOnBattery", [](json& h) { h["batteries"] = {{{"external-connected", false}}}; },
-     {"-b", "u", "p0", "p1"}, 3, "Cannot update because of error 0x3"},
+    {"BackflashOnBattery", onBattery, {"-b", "u", "p0", "p1"}, 3, "Cannot update because of error 0x3"},
     {"BackflashNoDisplay", [](json& h) { removeRouter(h, 0x1); }, {"-b", "u", "p0"}, 4,
      "Cannot update because of error 0x4"},
     {"BackflashRouteZero", [](json& h) { routerOf(h, 0x1)["registry"]["Route String"] = 0; }, {"-b", "u", "p0"},
@@ -114,31 +117,26 @@ const ResultCase kCases[] = {
 class ResultCodes : public ::testing::TestWithParam<ResultCase> {};
 
 TEST_P(ResultCodes, ExitStatusAndReason) {
+  const ResultCase& c = GetParam();
   json doc = defaultHostDocument();
-  if (GetParam().edit) GetParam().edit(doc);
+  if (c.edit) c.edit(doc);
   ScopedHost host(doc.dump());
-  EXPECT_EQ(runChecker(GetParam().args), GetParam().exitStatus);
-  EXPECT_TRUE(logged(host.sim(), GetParam().line)) << "missing log line: " << GetParam().line;
-  const auto& args = GetParam().args;
-  if (std::find(args.begin(), args.end(), "-a") == args.end() && (args.empty() || args[0] != "-b")) {
-    EXPECT_TRUE(host.sim().shellCommands().empty()) << "a check without arm runs no command";
+  EXPECT_EQ(runChecker(c.args, c.toolPath), c.exitStatus);
+  EXPECT_TRUE(logged(host.sim(), c.line)) << "missing log line: " << c.line;
+  auto given = [&](const char* option) { return std::find(c.args.begin(), c.args.end(), option) != c.args.end(); };
+  if (!given("-b") && (c.exitStatus != 0 || !(given("-a") || given("-r")))) {
+    EXPECT_TRUE(host.sim().shellCommands().empty()) << "a failed or unarmed check runs no command";
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(UpdateChecker, ResultCodes, ::testing::ValuesIn(kCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(ResultCodes, ResourceDirectoryNotAscii) {
-  ScopedHost host(DefaultHost{});
-  EXPECT_EQ(runChecker({"-a"}, "/opt/\xc3\xa9/updatechecker"), 16);
-  EXPECT_TRUE(logged(host.sim(), "Could not get resources path"));
-}
-
 // A failing variable tool stops the scheduling before the boot selection:
 // 16 in the update check, the raw shell status in backflash (whose exit
 // status keeps only its low eight bits).
 TEST(ResultCodes, ShellFailure) {
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"-a"}, {"-b", "u", "p0", "p1"}}) {
+  for (const Lines& args : {Lines{"-a"}, {"-b", "u", "p0", "p1"}}) {
     ScopedHost host(DefaultHost{});
     host.sim().registerShellCommand("nvram -d", [](sim::SimHost&, const std::string&) { return 1 << 8; });
     EXPECT_EQ(runChecker(args), args[0] == "-a" ? 16 : 0);

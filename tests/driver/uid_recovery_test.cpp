@@ -17,7 +17,6 @@ using nlohmann::json;
 class UidRecovery : public ::testing::Test {
  protected:
   void SetUp() override { resetDriverFlags(); }
-  void TearDown() override { resetDriverFlags(); }
 
   // The header bytes now in the EEPROM of the display at route, as hex.
   static std::string eepromHeader(ScopedHost& host, uint64_t route) {
@@ -27,35 +26,37 @@ class UidRecovery : public ::testing::Test {
   }
 };
 
+// A corrupt header, or one holding the placeholder, gets the UID built from
+// the display's ASN; any other valid one (0 included) is left alone. A later
+// read finds the header's UID; the caller's UID changes only on a repair.
 TEST_F(UidRecovery, RepairsCorruptOrPlaceholderHeaderFromTheAsn) {
   struct Case {
-    uint64_t route;
-    uint64_t stored;
+    uint64_t route, stored;
     bool corrupt;
-    uint64_t expected;  // built from the display's ASN
+    Status status;
+    uint64_t expected;
+    const char* line;
   };
-  for (const Case& c : {Case{0x301, kFarRegistryUid, true, kFarRepairedUid},
-                        Case{0x1, kPlaceholderUID, false, 0x0001001A62E65A20}}) {
+  for (const Case& c : {Case{0x301, kFarRegistryUid, true, status::kRepaired, kFarRepairedUid,
+                             "Will set UID to 0x0001001a731ff1d0"},
+                        Case{0x1, kPlaceholderUID, false, status::kRepaired, 0x0001001A62E65A20,
+                             "Will set UID to 0x0001001a62e65a20"},
+                        Case{0x1, kNearUid, false, status::kSuccess, kNearUid,
+                             "Switch already has a valid UID (0x0001d15b00a1c301)"},
+                        Case{0x1, 0, false, status::kSuccess, 0,
+                             "Switch already has a valid UID (0x0000000000000000)"}}) {
     json doc = defaultHostDocument();
     setUidHeader(doc, c.route, c.stored, c.corrupt);
     ScopedHost host(doc.dump());
-    uint64_t uid = 0;
-    EXPECT_EQ(recoverSwitchUID(switchEntry(c.route), &uid), status::kRepaired);
-    EXPECT_EQ(uid, c.expected);
+    uint64_t uid = 7;
+    EXPECT_EQ(recoverSwitchUID(switchEntry(c.route), &uid), c.status);
+    EXPECT_EQ(uid, c.status == status::kRepaired ? c.expected : 7u);
+    EXPECT_TRUE(logged(host.sim(), c.line)) << c.line;
     EXPECT_EQ(eepromHeader(host, c.route), uidHeaderHex(c.expected));
     Status code = status::kGeneralFailure;
     EXPECT_EQ(readSwitchUID(switchEntry(c.route), &code), c.expected);
     EXPECT_EQ(code, status::kSuccess);
   }
-}
-
-TEST_F(UidRecovery, ValidHeaderIsLeftAlone) {
-  ScopedHost host(DefaultHost{});
-  uint64_t uid = 7;
-  EXPECT_EQ(recoverSwitchUID(switchEntry(0x1), &uid), status::kSuccess);
-  EXPECT_EQ(uid, 7u);
-  EXPECT_TRUE(logged(host.sim(), "Switch already has a valid UID (0x0001d15b00a1c301)"));
-  EXPECT_EQ(eepromHeader(host, 0x1), uidHeaderHex(kNearUid));
 }
 
 // Without leave to repair, every attempt writes nothing and reads back the
@@ -79,18 +80,15 @@ TEST_F(UidRecovery, NoUidGivesUpAfterFifteenAttemptsInSimulatedTime) {
   EXPECT_EQ(eepromHeader(host, 0x301), before) << "nothing written";
 }
 
-TEST_F(UidRecovery, AsnSerialIsTruncatedToFifteenBits) {
+// Characters 8-11 "ZZZZ" are 36^4 - 1 = 0x19A0FF, of which 15 bits are kept;
+// without an ASN there is no replacement and every attempt fails at once.
+TEST_F(UidRecovery, AsnSerialIsTruncatedAndAMissingAsnFailsEveryAttempt) {
   json doc = defaultHostDocument();
-  routerOf(doc, 0x301)["iecs"]["36/1"]["18"] = "ASCII:C027123ZZZZDHJF1";
-  ScopedHost host(doc.dump());
-  EXPECT_EQ(makeUIDFromASN(switchEntry(0x301), 1, 26), 0x0001001A731A0FF0u);
-  EXPECT_TRUE(logged(host.sim(), "Truncating serial 0x19a0ff"));
-}
-
-TEST_F(UidRecovery, UnreadableAsnFailsEveryAttempt) {
-  json doc = defaultHostDocument();
+  routerOf(doc, 0x1)["iecs"]["36/1"]["18"] = "ASCII:C027123ZZZZDHJF1";
   routerOf(doc, 0x301)["iecs"].erase("36/1");
   ScopedHost host(doc.dump());
+  EXPECT_EQ(makeUIDFromASN(switchEntry(0x1), 1, 26), 0x0001001A731A0FF0u);
+  EXPECT_TRUE(logged(host.sim(), "Truncating serial 0x19a0ff"));
   uint64_t uid = 0;
   EXPECT_EQ(recoverSwitchUID(switchEntry(0x301), &uid), status::kNotWritable);
   EXPECT_EQ(loggedCount(host.sim(), "Error updating UID"), 15u);

@@ -1,7 +1,6 @@
 // tbkit eeprom and nvm: the commands end to end on a simulated host file.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -22,16 +21,17 @@ struct CommandCase {
 
 class EepromCommands : public ::testing::TestWithParam<CommandCase> {
  protected:
+  static std::string hostFile() { return testing::TempDir() + "tbkit-eeprom-commands.json"; }
   static void SetUpTestSuite() {
-    test::SwitchHostBuilder b(0x1);
-    b.identity(0x15678086).dft(0x40, 0x100).linkController(0x50, 0x10, 200);
-    b.eeprom(2048, {{0x7FE, "0102"}, {0, "03"}}).nvm({{0x10, "a0a1a2a3a4"}});
-    std::ofstream(hostFile()) << b.json();
+    std::ofstream(hostFile()) << test::SwitchHostBuilder()
+                                     .identity(0x15678086)
+                                     .dft(0x40, 0x100)
+                                     .linkController(0x50, 0x10, 200)
+                                     .eeprom(2048, {{"0x7fe", "0102"}, {"0", "03"}})
+                                     .nvm({{"0x10", "a0a1a2a3a4"}})
+                                     .json();
   }
   static void TearDownTestSuite() { std::filesystem::remove(hostFile()); }
-  static std::string hostFile() {
-    return (std::filesystem::temp_directory_path() / "tbkit-eeprom-commands.json").string();
-  }
 };
 
 TEST_P(EepromCommands, Run) {

@@ -1,7 +1,9 @@
 // The EEPROM bit-bang against the simulated serial EEPROM behind the DFT
-// capability's pin register.
+// capability's pin register, NVM reads through the simulated link
+// controller's mailbox (or the EEPROM, without one), and the DROM's location.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string>
@@ -10,6 +12,7 @@
 #include "kernel/config_space.h"
 #include "sim/eeprom_pins_model.h"
 #include "sim/faults.h"
+#include "sim/nvm_mailbox_model.h"
 #include "support/host_builder.h"
 #include "toolkit/utilities.h"
 
@@ -19,15 +22,43 @@ namespace {
 constexpr uint64_t kSwitch = 0x1;
 constexpr uint8_t kDft = 0x40;
 constexpr uint32_t kPins = kDft + 4;
-constexpr uint32_t kChipSelect = 0x02;
-constexpr uint32_t kOwner = 0x10;
+constexpr uint32_t kChipSelect = 0x02, kOwner = 0x10;
+constexpr uint8_t kLinkController = 0x50;
+constexpr uint32_t kMailboxBase = kLinkController + 0x10;
+constexpr uint32_t kCommand = kMailboxBase + 156;
+constexpr uint32_t kByteCountController = 0x15478086, kShiftedCountController = 0x15678086;
+constexpr auto kByName = [](const auto& info) { return std::string(info.param.name); };
+
+// Byte a of the NVM image and of the EEPROM's first 0x200 bytes is pattern(a).
+uint8_t pattern(uint32_t address) { return static_cast<uint8_t>(address * 7 + 3); }
+std::string patternHex(uint32_t size) {
+  std::string hex;
+  for (uint32_t a = 0; a < size; ++a) appendf(hex, "%02x", pattern(a));
+  return hex;
+}
+uint32_t patternDword(uint32_t a) {
+  return pattern(a) | pattern(a + 1) << 8 | pattern(a + 2) << 16 | uint32_t{pattern(a + 3)} << 24;
+}
+
+struct Switch {
+  uint32_t identity = kShiftedCountController;
+  bool linkController = true;
+  uint32_t length = 200;  // of the link-controller capability
+  bool nvm = true;
+  bool dft = true;
+  uint32_t dromOffset = 0x100;
+  uint32_t eepromSize = 2048;
+};
 
 class Eeprom : public ::testing::Test {
  protected:
-  void start(uint32_t size, const std::map<uint32_t, std::string>& bytes = {}) {
-    test::SwitchHostBuilder builder(kSwitch);
-    builder.dft(kDft, 0x100).eeprom(size, bytes);
-    host_.emplace(builder.json());
+  void start(const Switch& s = {}) {
+    test::SwitchHostBuilder b(kSwitch);
+    b.identity(s.identity).eeprom(s.eepromSize, {{"0", patternHex(0x200)}});
+    if (s.dft) b.dft(kDft, s.dromOffset);
+    if (s.linkController) b.linkController(kLinkController, kMailboxBase - kLinkController, s.length);
+    if (s.nvm) b.nvm({{"0", patternHex(0x1400)}});
+    host_.emplace(b.json());
     handle_.setRoute(kSwitch);
   }
   sim::SimHost& sim() { return host_->sim(); }
@@ -38,29 +69,34 @@ class Eeprom : public ::testing::Test {
     fault.route = kSwitch;
     sim().addFault(std::move(fault));
   }
+  std::vector<uint32_t> requests() {
+    sim::NvmMailboxModel* mailbox = sim::nvmMailboxOf(router());
+    return mailbox ? mailbox->requests() : std::vector<uint32_t>();
+  }
 
   std::optional<test::ScopedHost> host_;
   LocalRouterHandle handle_;
 };
 
+// ---- EEPROM bit-bang ----
+
 TEST_F(Eeprom, WrittenBytesAreStoredAndReadBackThroughThePins) {
-  start(2048, {{0x200, "5a"}});
+  start();
   const std::array<uint8_t, 3> bytes = {0xC0, 0xFF, 0xEE};
   ASSERT_EQ(utils().eeMultiByteWrite(bytes.data(), 3, 0x100, handle_, kDft), status::kSuccess);
   EXPECT_EQ(stored(0x100), 0xC0);
   EXPECT_EQ(stored(0x102), 0xEE);
-
   std::array<uint8_t, 4> back{};
   ASSERT_EQ(utils().eeMultiByteRead(back.data(), 3, 0x100, handle_, kDft), status::kSuccess);
-  ASSERT_EQ(utils().eeMultiByteRead(&back[3], 1, 0x200, handle_, kDft), status::kSuccess);
-  EXPECT_EQ(back, (std::array<uint8_t, 4>{0xC0, 0xFF, 0xEE, 0x5A}));
+  ASSERT_EQ(utils().eeMultiByteRead(&back[3], 1, 0x1FF, handle_, kDft), status::kSuccess);
+  EXPECT_EQ(back, (std::array<uint8_t, 4>{0xC0, 0xFF, 0xEE, pattern(0x1FF)}));
   // The pins are handed back, the EEPROM deselected, the write latch cleared.
   EXPECT_EQ(router().peek(0, kDeviceSpace, kPins) & (kOwner | kChipSelect), kChipSelect);
   EXPECT_FALSE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
 }
 
 TEST_F(Eeprom, AWriteWithoutTheWriteEnableLatchIsIgnored) {
-  start(2048);
+  start();
   ASSERT_EQ(utils().eeBB1forRouterHandle(handle_, kDft), status::kSuccess);
   utils().eeCS0forRouterHandle(handle_, kDft);
   utils().eeDataWrite(0x02, handle_, kDft);
@@ -68,20 +104,18 @@ TEST_F(Eeprom, AWriteWithoutTheWriteEnableLatchIsIgnored) {
   utils().eeDataWrite(0x42, handle_, kDft);
   utils().eeCS1forRouterHandle(handle_, kDft);
   utils().eeBB0forRouterHandle(handle_, kDft);
-  EXPECT_EQ(stored(0x10), 0xFF);
+  EXPECT_EQ(stored(0x10), pattern(0x10));
 }
 
-TEST_F(Eeprom, StatusRegisterRoundTripPrintsWhatItRead) {
-  start(2048);
+// The status register round trip prints what it read; a masked write sets
+// value bits outside the mask too.
+TEST_F(Eeprom, StatusRegisterAndMaskedWrite) {
+  start();
   ASSERT_EQ(utils().eeWriteStatusRegister(0x0C, handle_, kDft), status::kSuccess);
   uint8_t value = 0;
   ASSERT_EQ(utils().eeReadStatusRegister(value, handle_, kDft), status::kSuccess);
   EXPECT_EQ(value, 0x0C);
   EXPECT_EQ(sim().printed(), "Data out: 0xc\n");
-}
-
-TEST_F(Eeprom, MaskedWriteSetsValueBitsOutsideTheMaskToo) {
-  start(2048);
   router().poke(0, kDeviceSpace, kPins, 0x20);
   ASSERT_EQ(utils().eeWriteWithMask(0x101, 0x01, handle_, kDft), status::kSuccess);
   EXPECT_EQ(router().peek(0, kDeviceSpace, kPins), 0x121u);
@@ -98,20 +132,19 @@ class EepromWrap : public Eeprom, public ::testing::WithParamInterface<WrapCase>
 
 TEST_P(EepromWrap, AddressesWrap) {
   const WrapCase& c = GetParam();
-  start(c.size);
+  start({.eepromSize = c.size});
   const std::array<uint8_t, 3> bytes = {0x11, 0x22, 0x33};
   ASSERT_EQ(utils().eeMultiByteWrite(bytes.data(), 3, c.start, handle_, kDft), status::kSuccess);
   for (size_t i = 0; i < bytes.size(); ++i) EXPECT_EQ(stored(c.landsAt[i]), bytes[i]) << i;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, EepromWrap,
-    ::testing::Values(WrapCase{"the16BitAddressWrapsTo0", 0x10000, 0xFFFF, {0xFFFF, 0x0000, 0x0001}},
-                      WrapCase{"aSmallPartIgnoresHighAddressBits", 2048, 0x0FFF, {0x07FF, 0x0000, 0x0001}}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, EepromWrap,
+                         ::testing::Values(WrapCase{"the16BitAddressWrapsTo0", 0x10000, 0xFFFF, {0xFFFF, 0, 1}},
+                                           WrapCase{"aSmallPartIgnoresHighAddressBits", 2048, 0x0FFF, {0x7FF, 0, 1}}),
+                         kByName);
 
 // Bit 0 of the byte at 0x80 reads wrong on the first read of the first
-// `flippedPairs` double reads.
+// `flippedPairs` double reads; on failure the byte holds the last first read.
 struct FlipCase {
   const char* name;
   int flippedPairs;
@@ -123,25 +156,25 @@ class EepromDoubleRead : public Eeprom, public ::testing::WithParamInterface<Fli
 
 TEST_P(EepromDoubleRead, DisagreeingReadsAreRetriedTenTimes) {
   const FlipCase& c = GetParam();
-  start(2048, {{0x80, "a5"}});
+  start();
   const auto flip = std::string(sim::kFaultEepromDataOutFlip);
   for (int pair = 0; pair < c.flippedPairs; ++pair)
     addFault({.op = flip, .index = 0, .address = 0x80, .skip = 2u * pair, .times = 1});
   addFault({.op = flip, .index = 7, .address = 0x80, .times = 0});  // counts the reads of the byte
   uint8_t byte = 0;
   EXPECT_EQ(utils().eeMultiByteRead(&byte, 1, 0x80, handle_, kDft), c.status);
-  // On failure the byte holds the last first read.
-  EXPECT_EQ(byte, c.status == status::kSuccess ? 0xA5 : 0xA4);
+  EXPECT_EQ(byte, c.status == status::kSuccess ? pattern(0x80) : pattern(0x80) ^ 1);
   EXPECT_EQ(sim().faults().back().matched, c.reads);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, EepromDoubleRead,
                          ::testing::Values(FlipCase{"clean", 0, status::kSuccess, 2},
-                                           FlipCase{"oneFlip", 1, status::kSuccess, 4},
                                            FlipCase{"tenthPairAgrees", 9, status::kSuccess, 20},
                                            FlipCase{"everyPairDisagrees", 10, status::kNotReadable, 20}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         kByName);
 
+// The pins are awaited at most 10000 reads, 100 us apart; a transaction
+// whose pins stay held fails without touching chip select.
 struct OwnerCase {
   const char* name;
   int64_t heldReads;  // -1: forever
@@ -151,53 +184,175 @@ struct OwnerCase {
 
 class EepromOwnership : public Eeprom, public ::testing::WithParamInterface<OwnerCase> {};
 
-TEST_P(EepromOwnership, WaitsForThePinsAtMostTenThousandReads) {
+TEST_P(EepromOwnership, WaitsForThePins) {
   const OwnerCase& c = GetParam();
-  start(2048);
+  start();
   addFault({.op = std::string(sim::kFaultEepromOwnerHeld), .times = c.heldReads});
   const uint64_t before = sim().hardwareTimeMicroseconds();
   EXPECT_EQ(utils().eeBB1forRouterHandle(handle_, kDft), c.status);
   EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kPins), c.reads);
   EXPECT_EQ(sim().configWritesOf(kSwitch, 0, kDeviceSpace, kPins), c.writes);
-  // 100 us between polls, none after the last.
   const uint64_t polls = c.heldReads < 0 ? 10000 : c.heldReads + 1;
   EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (c.reads + c.writes) * 10 + (polls - 1) * 100);
+  if (c.heldReads < 0) {
+    uint8_t byte = 0;
+    EXPECT_EQ(utils().eeByteRead(byte, 0, handle_, kDft), status::kExclusiveAccess);
+    EXPECT_EQ(sim().configWritesOf(kSwitch, 0, kDeviceSpace, kPins), 0u);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, EepromOwnership,
                          ::testing::Values(OwnerCase{"free", 0, status::kSuccess, 2, 1},
-                                           OwnerCase{"heldAWhile", 3, status::kSuccess, 5, 1},
                                            OwnerCase{"releasedAtTheLastPoll", 9999, status::kSuccess, 10001, 1},
                                            OwnerCase{"heldForever", -1, status::kExclusiveAccess, 10000, 0}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(Eeprom, PinsHeldForeverFailTheTransactionWithoutTouchingChipSelect) {
-  start(2048);
-  addFault({.op = std::string(sim::kFaultEepromOwnerHeld)});
-  uint8_t byte = 0;
-  EXPECT_EQ(utils().eeByteRead(byte, 0, handle_, kDft), status::kExclusiveAccess);
-  EXPECT_EQ(sim().configWritesOf(kSwitch, 0, kDeviceSpace, kPins), 0u);
-}
+                         kByName);
 
 TEST_F(Eeprom, AFailureWhileClockingIsOnlySeenByTheReadBack) {
-  start(2048);
+  start();
   // The write-enable transaction writes the pins 28 times, the write's own
   // taking and selecting 2 more: the first data-in change of the write
   // instruction fails.
-  auto failClocking = [&] {
-    addFault({.op = std::string(sim::kFaultConfigWrite), .index = kPins, .status = status::kDeviceError,
-              .skip = 30, .times = 1});
-  };
-  failClocking();
+  const sim::Fault failClocking = {.op = std::string(sim::kFaultConfigWrite), .index = kPins,
+                                   .status = status::kDeviceError, .skip = 30, .times = 1};
+  addFault(failClocking);
   EXPECT_EQ(utils().eeByteWrite(0x42, 0x10, handle_, kDft), status::kSuccess);
-  EXPECT_EQ(stored(0x10), 0xFF);
-
+  EXPECT_EQ(stored(0x10), pattern(0x10));
   sim().clearFaults();
-  failClocking();
+  addFault(failClocking);
   const uint8_t byte = 0x42;
   EXPECT_EQ(utils().eeMultiByteWrite(&byte, 1, 0x10, handle_, kDft), status::kSuccess);
   EXPECT_EQ(stored(0x10), 0x42);
 }
+
+// ---- NVM reads ----
+
+struct RequestCase {
+  const char* name;
+  uint32_t identity, offset, dwords;
+  uint32_t request;  // the word the controller receives
+};
+
+class NvmRequest : public Eeprom, public ::testing::WithParamInterface<RequestCase> {};
+
+TEST_P(NvmRequest, TheControllerGetsItsOwnRequestForm) {
+  const RequestCase& c = GetParam();
+  start({.identity = c.identity});
+  std::vector<uint32_t> out(17, 0x5A5A5A5A);
+  ASSERT_EQ(utils().nvmReadLCTunneled(handle_, c.offset, c.dwords, out.data(), kMailboxBase), status::kSuccess);
+  EXPECT_EQ(requests(), std::vector<uint32_t>{c.request});
+  const uint32_t read = std::min(c.dwords, 16u);
+  for (uint32_t i = 0; i < read; ++i) EXPECT_EQ(out[i], patternDword((c.offset & 0xFFFC) + 4 * i)) << i;
+  EXPECT_EQ(out[read], 0x5A5A5A5Au);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, NvmRequest,
+    ::testing::Values(RequestCase{"byteCountFull", kByteCountController, 0x1236, 16, 0x81401234},
+                      RequestCase{"byteCountShort", kByteCountController, 0x0100, 3, 0x810C0100},
+                      RequestCase{"shiftedFullSetsBit30", kShiftedCountController, 0x1236, 16, 0xE0001234},
+                      RequestCase{"shiftedShort", kShiftedCountController, 0x0100, 3, 0xAC000100},
+                      RequestCase{"shiftedTenOverlapsTheOpcode", kShiftedCountController, 0x0100, 10, 0xA8000100},
+                      RequestCase{"countClampedTo16", 0x15688086, 0x0100, 20, 0xE0000100}),
+    kByName);
+
+// 70 bytes are a chunk, a dword and two bytes of another; without a link
+// controller the EEPROM is read instead.
+TEST_F(Eeprom, NvmReadsChunksOrTheEeprom) {
+  for (bool linkController : {true, false}) {
+    start({.linkController = linkController});
+    std::vector<uint8_t> buffer(72, 0xEE);
+    ASSERT_EQ(utils().nvmRead(buffer.data(), 70, 0x100, handle_), status::kSuccess);
+    const std::vector<uint32_t> mailboxReads = {0xE0000100, 0xA4000140, 0xA4000144};
+    EXPECT_EQ(requests(), linkController ? mailboxReads : std::vector<uint32_t>());
+    for (uint32_t i = 0; i < 70; ++i) EXPECT_EQ(buffer[i], pattern(0x100 + i)) << i;
+    EXPECT_EQ(buffer[70], 0xEE);
+  }
+}
+
+struct OutcomeCase {
+  const char* name;
+  Switch hardware;
+  bool nvmError;  // the first request completes with the error bit
+  uint32_t size;
+  Status status;
+  size_t requests;
+};
+
+class NvmOutcome : public Eeprom, public ::testing::WithParamInterface<OutcomeCase> {};
+
+TEST_P(NvmOutcome, Status) {
+  const OutcomeCase& c = GetParam();
+  start(c.hardware);
+  if (c.nvmError) addFault({.op = std::string(sim::kFaultNvmError), .times = 1});
+  std::vector<uint8_t> buffer(c.size);
+  EXPECT_EQ(utils().nvmRead(buffer.data(), c.size, 0, handle_), c.status);
+  EXPECT_EQ(requests().size(), c.requests);
+  EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kPins), 0u) << "no fallback to the EEPROM";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, NvmOutcome,
+    ::testing::Values(OutcomeCase{"nothingToRead", {}, false, 0, status::kSuccess, 0},
+                      OutcomeCase{"noMailboxOnThisGeneration", {.identity = 0x15498086}, false, 8,
+                                  status::kUnsupported, 0},
+                      OutcomeCase{"capabilityTooShort", {.length = 155}, false, 8, status::kOverrun, 0},
+                      OutcomeCase{"controllerReportsAnError", {}, true, 8, status::kNotReadable, 1},
+                      OutcomeCase{"noImageToRead", {.nvm = false}, false, 8, status::kNotReadable, 1},
+                      OutcomeCase{"aLaterChunkReplacesAFailedOne", {}, true, 128, status::kSuccess, 2}),
+    kByName);
+
+// A mailbox that never completes is polled 10000 times, 10 us apart; its
+// error bit is judged before the lack of completion.
+TEST_F(Eeprom, AStuckMailboxIsPolledTenThousandTimes) {
+  for (bool errorToo : {false, true}) {
+    start({.identity = kByteCountController});
+    addFault({.op = std::string(sim::kFaultNvmStuck)});
+    if (errorToo) addFault({.op = std::string(sim::kFaultNvmError)});
+    uint32_t out[16];
+    const uint64_t before = sim().hardwareTimeMicroseconds();
+    EXPECT_EQ(utils().nvmReadLCTunneled(handle_, 0, 16, out, kMailboxBase),
+              errorToo ? status::kNotReadable : status::kNotResponding);
+    EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kCommand), 10000u);
+    // Identity read, 16 clears, the request, 10000 polls 10 us apart.
+    EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (1 + 16 + 1 + 10000) * 10 + 9999 * 10u);
+  }
+}
+
+// ---- DROM location: the outputs are written only on success ----
+
+struct DromCase {
+  const char* name;
+  Switch hardware;
+  bool failOffsetRead;
+  Status status;
+  const char* printed;
+};
+
+class DromOffset : public Eeprom, public ::testing::WithParamInterface<DromCase> {};
+
+TEST_P(DromOffset, OutputsOnlyOnSuccess) {
+  const DromCase& c = GetParam();
+  start(c.hardware);
+  if (c.failOffsetRead)
+    addFault({.op = std::string(sim::kFaultConfigRead), .index = kDft + 12u, .status = status::kDeviceError});
+  uint32_t offset = 0xAAAA;
+  uint8_t dft = 0xAA;
+  EXPECT_EQ(utils().getDROMOffsetWithRouterHandle(handle_, offset, dft), c.status);
+  EXPECT_EQ(sim().printed(), c.printed);
+  const bool found = c.status == status::kSuccess;
+  EXPECT_EQ(offset, found ? c.hardware.dromOffset : 0xAAAA);
+  EXPECT_EQ(dft, found ? kDft : 0xAA);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, DromOffset,
+    ::testing::Values(DromCase{"found", {.dromOffset = 0x123}, false, status::kSuccess, ""},
+                      DromCase{"zero", {.dromOffset = 0}, false, status::kAborted,
+                               "DROM offset is zero for route 1! Aborting.\n"},
+                      DromCase{"unreadable", {}, true, status::kDeviceError, "Could not get serial number\n"},
+                      DromCase{"noDftCapability", {.dft = false}, false, status::kNotFound,
+                               "Could not get capability\n"}),
+    kByName);
 
 }  // namespace
 }  // namespace tbt

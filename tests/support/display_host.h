@@ -1,25 +1,21 @@
 #pragma once
-// Variations of the embedded default host for the update-check tests, and a
-// way to run the update checker's entry point on them. The default host has
-// two displays: 0x1 directly behind host adapter 1 (UID header valid) and
-// 0x301 chained behind it (header CRC corrupt); both run old firmware.
-//
-//   nlohmann::json doc = defaultHostDocument();
-//   addDisplay(doc, 0x3, 0x1234);
-//   ScopedHost host(doc.dump());
-//   EXPECT_EQ(runChecker({"-a"}), 5);
+// Variations of the embedded default host for the update-check tests
+// (defaultHostDocument, edited, then given to ScopedHost) and the update
+// checker's entry point run on them (runChecker). The default host has two
+// displays, both with old firmware: 0x1 directly behind host adapter 1 (UID
+// header valid) and 0x301 chained behind it (header CRC corrupt).
 #include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "driver/entry.h"
 #include "driver/backflash.h"
+#include "driver/entry.h"
 #include "driver/update_check.h"
 #include "drom/checksums.h"
+#include "sim/register_fields.h"
 #include "support/scoped_host.h"
 
 namespace tbt::test {
@@ -34,32 +30,29 @@ inline constexpr uint32_t kDromOffset = 0x100;
 
 inline nlohmann::json defaultHostDocument() { return nlohmann::json::parse(sim::defaultHostJson()); }
 
-/// The nine header bytes of a UID as hex: CRC-8, then the UID little-endian.
+/// The nine header bytes of a UID as hex: CRC-8, then the UID little-endian;
 /// corrupt spoils the CRC.
 inline std::string uidHeaderHex(uint64_t uid, bool corrupt = false) {
-  std::array<uint8_t, 8> bytes{};
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(uid >> (8 * i));
-  std::string out = textf("%02x", static_cast<uint8_t>(crc8(bytes.data(), 8) ^ (corrupt ? 0x5a : 0)));
+  uint8_t bytes[8];
+  for (size_t i = 0; i < 8; ++i) bytes[i] = static_cast<uint8_t>(uid >> (8 * i));
+  std::string out = textf("%02x", crc8(bytes, 8) ^ (corrupt ? 0x5a : 0));
   for (uint8_t b : bytes) appendf(out, "%02x", b);
   return out;
 }
 
-/// Writes the UID header into the display's EEPROM at the DROM offset.
+/// Writes the UID header into the EEPROM of the display at route.
 inline void setUidHeader(nlohmann::json& host, uint64_t route, uint64_t uid, bool corrupt = false) {
   routerOf(host, route)["eeprom"]["bytes"] = {{hex(kDromOffset), uidHeaderHex(uid, corrupt)}};
 }
 
-/// Device-space double word 1 of a display: revision 1, up to adapter 6, its
-/// depth and upstream adapter, the capability chain starting at 0x40.
-inline std::string displayDword1(uint64_t route, uint32_t upstreamPort) {
+/// Places the display at route (device-space double word 1: depth from the
+/// route) behind its adapter upstreamPort.
+inline void setUpstreamPort(nlohmann::json& host, uint64_t route, uint32_t upstreamPort) {
+  nlohmann::json& dword1 = routerOf(host, route)["device-space"]["1"];
   unsigned depth = 0;
   for (uint64_t r = route; r; r >>= 8) ++depth;
-  return hex(0x01000000u | depth << 20 | 6u << 14 | upstreamPort << 8 | 0x40u);
-}
-
-/// Attaches the display at route through its adapter upstreamPort.
-inline void setUpstreamPort(nlohmann::json& host, uint64_t route, uint32_t upstreamPort) {
-  routerOf(host, route)["device-space"]["1"] = displayDword1(route, upstreamPort);
+  const uint32_t word = sim::kDepthField.set(std::stoul(dword1.get<std::string>(), nullptr, 16), depth);
+  dword1 = hex(sim::kUpstreamPortField.set(word, upstreamPort));
 }
 
 /// Adds a display at route (a copy of the one at 0x1) with a valid header for uid.
@@ -72,45 +65,34 @@ inline void addDisplay(nlohmann::json& host, uint64_t route, uint64_t uid) {
   setUidHeader(host, route, uid);
 }
 
-/// Removes the routers at route and below it.
+/// Removes the router at route and those below it.
 inline void removeRouter(nlohmann::json& host, uint64_t route) {
-  auto& routers = host["controllers"][0]["routers"];
-  unsigned bits = 0;
-  while (route >> bits) bits += 8;
-  const uint64_t mask = bits >= 64 ? ~uint64_t{0} : (uint64_t{1} << bits) - 1;
-  routers.erase(std::remove_if(routers.begin(), routers.end(),
-                               [&](const nlohmann::json& r) {
-                                 uint64_t at = std::stoull(r["route"].get<std::string>(), nullptr, 16);
-                                 return (at & mask) == route;
-                               }),
-                routers.end());
+  uint64_t mask = 0;
+  while (route & ~mask) mask = mask << 8 | 0xFF;
+  nlohmann::json& routers = host["controllers"][0]["routers"];
+  for (size_t i = routers.size(); i-- > 0;)
+    if ((std::stoull(routers[i]["route"].get<std::string>(), nullptr, 16) & mask) == route) routers.erase(i);
 }
 
-/// Where the tests pretend the program lies (the build directory holds the
-/// error dictionary).
+/// Where the tests pretend the program lies: beside the error dictionary.
 inline std::string defaultToolPath() { return TBT_BINARY_DIR "/updatechecker"; }
 
-/// Runs the update checker's command line (program path, then args) with
-/// the real update check and backflash on the installed host.
-/// Returns the exit status.
-inline int runChecker(std::vector<std::string> args, std::string toolPath = defaultToolPath()) {
+/// Runs the update checker's command line (program path, then args) on the
+/// installed host with the real update check and backflash or the given ones;
+/// returns the exit status.
+inline int runChecker(std::vector<std::string> args, std::string toolPath = defaultToolPath(),
+                      const EntryCalls& calls = EntryCalls{checkForUpdates, runBackflash}) {
   args.insert(args.begin(), std::move(toolPath));
   std::vector<char*> argv;
   for (std::string& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
-  return runUpdateChecker(static_cast<int>(args.size()), argv.data(), EntryCalls{checkForUpdates, runBackflash});
+  return runUpdateChecker(static_cast<int>(args.size()), argv.data(), calls);
 }
 
-/// True when the host logged line (given without its newline).
-inline bool logged(const sim::SimHost& sim, std::string_view line) {
-  const auto& lines = sim.logLines();
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-/// How many log lines equal line.
+/// How many log lines of the host equal line (given without its newline).
 inline size_t loggedCount(const sim::SimHost& sim, std::string_view line) {
-  const auto& lines = sim.logLines();
-  return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
+  return static_cast<size_t>(std::count(sim.logLines().begin(), sim.logLines().end(), line));
 }
+inline bool logged(const sim::SimHost& sim, std::string_view line) { return loggedCount(sim, line) > 0; }
 
 }  // namespace tbt::test
