@@ -1,7 +1,7 @@
 #pragma once
-// The one walk of a router's capability chain. The capability search and the
-// reports that print every capability both go through it, so the walk's
-// hardware workarounds live in one place.
+// The one walk of a router's capability chain, with the hardware's
+// workarounds in one place: the capability search goes through it, and so
+// does anything that lists every capability.
 #include <cstdint>
 #include <functional>
 
