@@ -16,8 +16,7 @@ using test::switchEntry;
 
 TEST(ReadRegistryData, BoardIdIsCutToTheBuffer) {
   const std::string longId = "Brd-0123456789ABCDEF0123456789ABCDEF";  // 36 bytes
-  nlohmann::json json = {{"board-id", longId}};
-  ScopedHost host(json.dump());
+  ScopedHost host(nlohmann::json{{"board-id", longId}}.dump());
   std::vector<uint8_t> buffer(33, 0xEE);
   EXPECT_TRUE(readRegistryData(registry().root(), "board-id", kSearchRecursively, buffer.data(), 32));
   EXPECT_EQ(std::string(buffer.begin(), buffer.begin() + 32), longId.substr(0, 32));
@@ -27,27 +26,6 @@ TEST(ReadRegistryData, BoardIdIsCutToTheBuffer) {
   EXPECT_FALSE(readRegistryData(registry().root(), "no-such-key", kSearchRecursively, buffer.data(), 32));
 }
 
-TEST(ReadRegistryNumber, WidthsAndAbsence) {
-  nlohmann::json json = hostWithRouters({0x0, 0x1});
-  routerOf(json, 0x1)["registry"] = {{"Wide", "0x123456789"}, {"Text", "7"}};
-  ScopedHost host(json.dump());
-  RegistryEntry entry = switchEntry(0x1);
-  uint32_t narrow = 1;
-  uint64_t wide = 1;
-  EXPECT_TRUE(readRegistryNumber(entry, "Wide", narrow));
-  EXPECT_EQ(narrow, 0x23456789u);
-  EXPECT_TRUE(readRegistryNumber64(entry, "Wide", wide));
-  EXPECT_EQ(wide, 0x123456789u);
-  for (const char* key : {"Text", "Missing"}) {
-    narrow = 1;
-    wide = 1;
-    EXPECT_FALSE(readRegistryNumber(entry, key, narrow)) << key;
-    EXPECT_FALSE(readRegistryNumber64(entry, key, wide)) << key;
-    EXPECT_EQ(narrow, 1u);
-    EXPECT_EQ(wide, 1u);
-  }
-}
-
 TEST(SwitchWalks, FindTheNearestAndTheHostSwitch) {
   nlohmann::json json = hostWithRouters({0x0, 0x1, 0x301}, 0x1236);
   routerOf(json, 0x301)["registry"] = {{"UID", nullptr}};
@@ -55,8 +33,7 @@ TEST(SwitchWalks, FindTheNearestAndTheHostSwitch) {
   RegistryEntry hostSwitch = switchEntry(0x0);
   RegistryEntry display = switchEntry(0x301);
   ASSERT_TRUE(hostSwitch && display);
-  // The port of 0x1 that leads to the display.
-  RegistryEntry lanePort = switchEntry(0x1).children().at(0);
+  RegistryEntry lanePort = switchEntry(0x1).children().at(0);  // the port of 0x1 that leads to the display
 
   EXPECT_EQ(parentSwitchOfEntry(lanePort), switchEntry(0x1));
   EXPECT_EQ(parentSwitchOfEntry(display), switchEntry(0x1));
@@ -72,43 +49,51 @@ TEST(SwitchWalks, FindTheNearestAndTheHostSwitch) {
   EXPECT_EQ(routerIDOfEntry(display), 0xF);
 }
 
-struct PowerCase {
+TEST(ReadRegistryNumber, WidthsAndAbsence) {
+  nlohmann::json json = hostWithRouters({0x0});
+  routerOf(json, 0x0)["registry"] = {{"Wide", "0x123456789"}, {"Text", "7"}};
+  ScopedHost host(json.dump());
+  uint32_t narrow = 1;
+  uint64_t wide = 1;
+  EXPECT_TRUE(readRegistryNumber(switchEntry(0x0), "Wide", narrow) && readRegistryNumber64(switchEntry(0x0), "Wide", wide));
+  EXPECT_EQ(std::pair(narrow, wide), std::pair(0x23456789u, uint64_t{0x123456789}));
+  // A string or a missing property leaves the caller's value alone.
+  for (const char* key : {"Text", "Missing"})
+    EXPECT_FALSE(readRegistryNumber(switchEntry(0x0), key, narrow) || readRegistryNumber64(switchEntry(0x0), key, wide));
+  EXPECT_EQ(std::pair(narrow, wide), std::pair(0x23456789u, uint64_t{0x123456789}));
+}
+
+struct ProbeCase {
   const char* name;
   const char* host;
   bool externalPower;
   bool lidClosed;
+  const char* bootMedia = nullptr;  // "BSD Name" of the boot medium found
 };
 
-class HostProbes : public ::testing::TestWithParam<PowerCase> {};
+class HostProbes : public ::testing::TestWithParam<ProbeCase> {};
 
 TEST_P(HostProbes, AnswerFromTheRegistry) {
   ScopedHost host(GetParam().host);
   EXPECT_EQ(isOnExternalPower(), GetParam().externalPower);
   EXPECT_EQ(isLidClosed(), GetParam().lidClosed);
+  RegistryEntry media = bootMediaEntry();
+  EXPECT_EQ(media.property("BSD Name"),
+            GetParam().bootMedia ? std::optional(Property::string(GetParam().bootMedia)) : std::nullopt);
 }
+
+constexpr const char* kTwoBatteries = R"({"batteries": [{"external-connected": true}, {"external-connected": false}]})";
 
 INSTANTIATE_TEST_SUITE_P(
     , HostProbes,
-    ::testing::Values(PowerCase{"Desktop", "{}", true, false},
-                      PowerCase{"OnePluggedIn", R"({"batteries": [{"external-connected": true}]})", true, false},
-                      PowerCase{"OneOfTwoUnplugged",
-                                R"({"batteries": [{"external-connected": true}, {"external-connected": false}]})",
-                                false, false},
-                      PowerCase{"StateUnknown", R"({"batteries": [{}]})", false, false},
-                      PowerCase{"LidClosed", R"({"lid-closed": true})", true, true},
-                      PowerCase{"LidOpen", R"({"lid-closed": false})", true, false}),
+    ::testing::Values(ProbeCase{"Desktop", "{}", true, false, nullptr},
+                      ProbeCase{"OnePluggedIn", R"({"batteries": [{"external-connected": true}]})", true, false},
+                      ProbeCase{"OneOfTwoUnplugged", kTwoBatteries, false, false},
+                      ProbeCase{"StateUnknown", R"({"batteries": [{}]})", false, false},
+                      ProbeCase{"LidClosed", R"({"lid-closed": true})", true, true},
+                      ProbeCase{"LidOpen", R"({"lid-closed": false})", true, false},
+                      ProbeCase{"BootDisk", R"({"boot-disk": "disk1s2"})", true, false, "disk1s2"}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST(BootMedia, MatchesTheBootDiskName) {
-  {
-    ScopedHost host(R"({"boot-disk": "disk1s2"})");
-    RegistryEntry media = bootMediaEntry();
-    ASSERT_TRUE(media);
-    EXPECT_EQ(media.property("BSD Name"), Property::string("disk1s2"));
-  }
-  ScopedHost host("{}");
-  EXPECT_FALSE(bootMediaEntry());
-}
 
 }  // namespace
 }  // namespace tbt

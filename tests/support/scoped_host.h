@@ -11,10 +11,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <stdexcept>
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -40,25 +40,13 @@ class ScopedHost {
   /// loader's message and leaves an empty host installed.
   explicit ScopedHost(std::string_view json, const PlatformWrapper& wrap = nullptr) {
     std::string error;
-    std::unique_ptr<sim::SimPlatform> loaded = sim::loadHost(json, &error);
-    if (!loaded) {
-      ADD_FAILURE() << "simulated host does not load: " << error;
-      loaded = sim::loadHost("{}", &error);
-    }
-    install(std::move(loaded), wrap);
+    install(sim::loadHost(json, &error), error, wrap);
   }
-
   /// Loads the embedded default host.
   explicit ScopedHost(DefaultHost) {
     std::string error;
-    std::unique_ptr<sim::SimPlatform> loaded = sim::loadDefaultHost(&error);
-    if (!loaded) {
-      ADD_FAILURE() << "default host does not load: " << error;
-      loaded = sim::loadHost("{}", &error);
-    }
-    install(std::move(loaded), nullptr);
+    install(sim::loadDefaultHost(&error), error, nullptr);
   }
-
   ~ScopedHost() { installPlatform(std::move(previous_)); }
   ScopedHost(const ScopedHost&) = delete;
   ScopedHost& operator=(const ScopedHost&) = delete;
@@ -67,7 +55,11 @@ class ScopedHost {
   sim::SimHost& sim() { return *sim_; }
 
  private:
-  void install(std::unique_ptr<sim::SimPlatform> loaded, const PlatformWrapper& wrap) {
+  void install(std::unique_ptr<sim::SimPlatform> loaded, const std::string& error, const PlatformWrapper& wrap) {
+    if (!loaded) {
+      ADD_FAILURE() << "simulated host does not load: " << error;
+      loaded = sim::loadHost("{}", nullptr);
+    }
     sim_ = &loaded->sim();
     previous_ = installPlatform(wrap ? wrap(std::move(loaded)) : std::move(loaded));
   }
@@ -93,24 +85,19 @@ inline nlohmann::json& routerOf(nlohmann::json& host, uint64_t route, size_t con
 inline nlohmann::json hostWithRouters(std::initializer_list<uint64_t> routes, uint64_t uid = 0,
                                       uint32_t interfaceVersion = 2) {
   constexpr uint32_t kUpstreamAdapter = 1;
-  nlohmann::json routers = nlohmann::json::array();
+  nlohmann::json host = {{"controllers", {{{"interface-version", interfaceVersion}, {"routers", nlohmann::json::array()}}}}};
   for (uint64_t route : routes) {
     nlohmann::json router = {{"route", hex(route)}, {"ports", nlohmann::json::object()}};
-    if (route == 0)
-      router["registry"] = {{"UID", hex(uid)}};
-    else
-      router["ports"][std::to_string(kUpstreamAdapter)] = nlohmann::json::object();
-    routers.push_back(router);
+    if (route == 0) router["registry"] = {{"UID", hex(uid)}};
+    host["controllers"][0]["routers"].push_back(router);
   }
-  nlohmann::json host = {{"controllers", {{{"interface-version", interfaceVersion}, {"routers", routers}}}}};
-  // Each router's downstream adapter towards its children.
+  // Each router's downstream adapter towards its children; the route's top
+  // byte is the adapter of the parent named by the bytes below it.
   for (uint64_t route : routes) {
-    if (route == 0) continue;
     unsigned shift = 0;
     while (route >> (shift + 8)) shift += 8;
-    const uint64_t parent = route & ((uint64_t{1} << shift) - 1);
-    const unsigned adapter = static_cast<unsigned>(route >> shift) & 0xFF;
-    routerOf(host, parent)["ports"][std::to_string(adapter)] = nlohmann::json::object();
+    if (route != 0)
+      routerOf(host, route & ((uint64_t{1} << shift) - 1))["ports"][std::to_string(route >> shift)] = nlohmann::json::object();
   }
   // Device-space double word 1: depth (bits 22..20), highest adapter (bits
   // 19..14) and upstream adapter (bits 13..8).
@@ -118,9 +105,9 @@ inline nlohmann::json hostWithRouters(std::initializer_list<uint64_t> routes, ui
     const uint64_t route = std::stoull(router["route"].get<std::string>(), nullptr, 16);
     uint32_t depth = 0;
     for (uint64_t r = route; r != 0; r >>= 8) ++depth;
-    uint32_t highest = route == 0 ? 0 : kUpstreamAdapter;
-    for (auto& [port, unused] : router["ports"].items()) highest = std::max<uint32_t>(highest, std::stoul(port));
     const uint32_t upstream = route == 0 ? 0 : kUpstreamAdapter;
+    uint32_t highest = upstream;
+    for (auto& [port, unused] : router["ports"].items()) highest = std::max<uint32_t>(highest, std::stoul(port));
     router["device-space"]["1"] = hex(depth << 20 | highest << 14 | upstream << 8);
   }
   return host;

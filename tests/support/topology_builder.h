@@ -5,7 +5,7 @@
 // tables read like the diagram above them.
 //
 //   TopologyBuilder b({0x0, 0x1});
-//   b.adapter(0x0, 11, kDPIn).hop(0x0, 11, 8, 1, 9).lane(0x0, 1, 1);
+//   b.adapter(0x0, 11, kDPInAdapterType).hop(0x0, 11, 8, 1, 9).lane(0x0, 1, 1);
 //   ScopedHost host(b.json());
 #include <cstdint>
 #include <fstream>
@@ -17,6 +17,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "kernel/config_space.h"
 #include "platform/registry.h"
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
@@ -24,27 +25,15 @@
 
 namespace tbt::test {
 
-/// Adapter types as port space double word 2 holds them.
-inline constexpr uint32_t kLane = 0x000001;
-inline constexpr uint32_t kNHI = 0x000002;
-inline constexpr uint32_t kDPIn = 0x0E0101;
-inline constexpr uint32_t kDPOut = 0x0E0102;
-inline constexpr uint32_t kPCIDown = 0x100101;
-inline constexpr uint32_t kPCIUp = 0x100102;
-
 /// The adapter that every built host router uses as its host interface.
 inline constexpr uint32_t kHostInterfaceAdapter = 5;
-
-/// A valid hardware path entry leaving by dstPort with dstHopID.
-inline uint32_t pathEntry(uint32_t dstPort, uint32_t dstHopID) { return 0x80000000u | dstPort << 11 | dstHopID; }
 
 /// A host of one controller assembled in code (see hostWithRouters for the
 /// routes' shape); the host router has its host interface at adapter 5.
 class TopologyBuilder {
  public:
-  explicit TopologyBuilder(std::initializer_list<uint64_t> routes, uint64_t uid = 0)
-      : host_(hostWithRouters(routes, uid)) {
-    adapter(0, kHostInterfaceAdapter, kNHI);
+  explicit TopologyBuilder(std::initializer_list<uint64_t> routes) : host_(hostWithRouters(routes)) {
+    adapter(0, kHostInterfaceAdapter, kNHIAdapterType);
   }
 
   /// Gives (route, port) an adapter type.
@@ -64,12 +53,12 @@ class TopologyBuilder {
     return *this;
   }
   /// Adds a "Hop Table" entry to (route, port) and, unless agree is false,
-  /// the hardware path entry that agrees with it.
+  /// the valid hardware path entry that agrees with it.
   TopologyBuilder& hop(uint64_t route, uint32_t port, uint32_t hopID, uint32_t dstPort, uint32_t dstHopID,
                        bool efi = false, bool agree = true) {
     nlohmann::json& table = portOf(route, port)["registry"]["Hop Table"];
     table.push_back({{"Hop ID", hopID}, {"Dst Port", dstPort}, {"Dst Hop ID", dstHopID}, {"Inherited From EFI", efi}});
-    if (agree) pathSpace(route, port, hopID, pathEntry(dstPort, dstHopID));
+    if (agree) pathSpace(route, port, hopID, 0x80000000u | dstPort << 11 | dstHopID);
     return *this;
   }
   /// Sets the hardware path entry of hopID on (route, port).
@@ -93,11 +82,11 @@ class TopologyBuilder {
 /// publishes (a lane adapter with two child ports, ...).
 class FakeNode : public RegistryNode, public std::enable_shared_from_this<FakeNode> {
  public:
-  explicit FakeNode(std::vector<std::string> classes) : classes_(std::move(classes)) {}
+  explicit FakeNode(std::string className) : className_(std::move(className)) {}
 
-  /// Adds a child of the given classes (most derived first) and returns it.
-  std::shared_ptr<FakeNode> add(std::vector<std::string> classes) {
-    auto child = std::make_shared<FakeNode>(std::move(classes));
+  /// Adds a child of the given class and returns it.
+  std::shared_ptr<FakeNode> add(std::string className) {
+    auto child = std::make_shared<FakeNode>(std::move(className));
     child->parent_ = weak_from_this();
     children_.push_back(child);
     return child;
@@ -108,42 +97,26 @@ class FakeNode : public RegistryNode, public std::enable_shared_from_this<FakeNo
   }
   RegistryEntry entry() { return RegistryEntry(shared_from_this()); }
 
-  std::string className() const override { return classes_.front(); }
-  bool conformsTo(std::string_view name) const override {
-    for (const std::string& c : classes_)
-      if (c == name) return true;
-    return false;
-  }
+  std::string className() const override { return className_; }
+  bool conformsTo(std::string_view name) const override { return name == className_; }
   std::optional<Property> property(std::string_view key) const override {
     const Property* p = properties_.find(key);
     return p ? std::optional<Property>(*p) : std::nullopt;
   }
-  std::vector<std::string> propertyKeys() const override {
-    std::vector<std::string> keys;
-    for (const auto& item : properties_.items()) keys.push_back(item.first);
-    return keys;
-  }
-  std::vector<RegistryEntry> children() const override {
-    return std::vector<RegistryEntry>(children_.begin(), children_.end());
-  }
+  std::vector<std::string> propertyKeys() const override { return {}; }
+  std::vector<RegistryEntry> children() const override { return {children_.begin(), children_.end()}; }
   std::vector<RegistryEntry> parents() const override {
     if (auto p = parent_.lock()) return {RegistryEntry(p)};
     return {};
   }
-  std::string path() const override { return "Fake:/" + className(); }
+  std::string path() const override { return "Fake:/" + className_; }
 
  private:
-  std::vector<std::string> classes_;
+  std::string className_;
   PropertyDict properties_;
   std::weak_ptr<FakeNode> parent_;
   std::vector<std::shared_ptr<FakeNode>> children_;
 };
-
-inline std::shared_ptr<FakeNode> fakePort(uint64_t number, uint64_t adapterType) {
-  auto port = std::make_shared<FakeNode>(std::vector<std::string>{"IOThunderboltPort"});
-  port->set("Port Number", number).set("Adapter Type", adapterType);
-  return port;
-}
 
 /// A short name of a topology entry, from the registry shape alone:
 /// "switch 0x301", "port 0x1:3" (an adapter of switch 0x1), "up 0x301:1" (the
@@ -151,24 +124,19 @@ inline std::shared_ptr<FakeNode> fakePort(uint64_t number, uint64_t adapterType)
 /// adapter), "xdomain", "none", or "?" for anything else.
 inline std::string describeEntry(const RegistryEntry& e) {
   auto route = [](const RegistryEntry& sw) { return static_cast<unsigned long long>(routeOfEntry(sw)); };
-  auto number = [](const RegistryEntry& p) {
-    uint64_t n = 0;
-    readRegistryNumber64(p, "Port Number", n);
-    return static_cast<unsigned long long>(n);
-  };
+  uint64_t number = 0;
+  readRegistryNumber64(e, kPortNumberKey, number);
   if (!e) return "none";
-  if (e.conformsTo("IOThunderboltSwitch")) return textf("switch 0x%llx", route(e));
-  if (e.conformsTo("IOThunderboltXDomainLink")) return "xdomain";
-  if (!e.conformsTo("IOThunderboltPort")) return "?";
+  if (e.conformsTo(kSwitchClass)) return textf("switch 0x%llx", route(e));
+  if (e.conformsTo(kXDomainLinkClass)) return "xdomain";
+  if (!e.conformsTo(kPortClass)) return "?";
   std::vector<RegistryEntry> parents = e.parents();
-  if (!parents.empty() && parents.front().conformsTo("IOThunderboltSwitch"))
-    return textf("port 0x%llx:%llu", route(parents.front()), number(e));
-  for (const RegistryEntry& child : e.children())
-    if (child.conformsTo("IOThunderboltSwitch"))
-      return parents.empty() || !parents.front().conformsTo("IOThunderboltPort")
-                 ? textf("nhi:%llu", number(e))
-                 : textf("up 0x%llx:%llu", route(child), number(e));
-  return "?";
+  const RegistryEntry parent = parents.empty() ? RegistryEntry() : parents.front();
+  if (parent.conformsTo(kSwitchClass)) return textf("port 0x%llx:%llu", route(parent), static_cast<unsigned long long>(number));
+  RegistryEntry below = firstChildOfClass(e, kSwitchClass);
+  if (!below) return "?";
+  return parent.conformsTo(kPortClass) ? textf("up 0x%llx:%llu", route(below), static_cast<unsigned long long>(number))
+                                       : textf("nhi:%llu", static_cast<unsigned long long>(number));
 }
 
 /// The whole text of a file, or "" when it cannot be read.

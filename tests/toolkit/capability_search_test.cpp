@@ -14,26 +14,32 @@ namespace {
 
 using test::hostWithRouters;
 using test::ScopedHost;
+using Dwords = std::vector<std::pair<uint32_t, uint32_t>>;  // index, value
 
 // The chains below live in router 0x1: the device space (port 0; double
-// word 1 keeps the router's upstream adapter 1 in bits 13..8) or the
-// port space of its lane adapter 3. Capability headers are
+// word 1 keeps the router's upstream adapter 1 in bits 13..8) or the port
+// space of adapter 3. Capability headers are
 // length << 24 | VSEC ID << 16 | capability ID << 8 | next.
 constexpr uint64_t kRoute = 0x1;
-constexpr uint32_t kLanePort = 3;
-constexpr uint32_t kLinkController = 0x060500;  // VSEC 6
-constexpr uint32_t kVsecMask = 0xFFFF00;
+constexpr uint32_t kAdapter = 3;
 constexpr uint32_t kId7 = 0x0700;
 constexpr uint32_t kIdMask = 0xFF00;
 // A vendor-specific capability with next pointer 0 and length 0: its next
 // pointer is in the following double word.
 constexpr uint32_t kLongHeader = 0x00000500;
 
+// The port space of an adapter of the given type on a controller with the
+// given identity, whose reported first capability (5) cannot be read (the
+// test makes it fail); a capability with ID 7 waits at 0x39.
+Dwords unreadableStart(uint32_t identity, uint32_t type) {
+  return {{0, identity}, {1, 0x05}, {2, type}, {0x39, 0x01000700}};
+}
+
 struct WalkCase {
   const char* name;
   uint32_t space;
-  std::vector<std::pair<uint32_t, uint32_t>> dwords;  // index, value
-  std::optional<uint32_t> failingIndex;              // reads of it fail with a device error
+  Dwords dwords;
+  std::optional<uint32_t> failingIndex;  // reads of it fail with a device error
   uint32_t value, mask;
   Status status;
   uint8_t offset;
@@ -44,16 +50,12 @@ class CapabilityWalk : public ::testing::TestWithParam<WalkCase> {};
 
 TEST_P(CapabilityWalk, FindsTheCapabilityWithTheHardwaresReads) {
   const WalkCase& c = GetParam();
-  const uint32_t port = c.space == kPortSpace ? kLanePort : 0;
+  const uint32_t port = c.space == kPortSpace ? kAdapter : 0;
   ScopedHost host(hostWithRouters({0x0, 0x1, 0x301}).dump());
   for (auto [index, value] : c.dwords) host.sim().poke(0, kRoute, port, c.space, index, value);
   if (c.failingIndex)
-    host.sim().addFault({.op = std::string(sim::kFaultConfigRead),
-                         .route = kRoute,
-                         .port = port,
-                         .space = c.space,
-                         .index = *c.failingIndex,
-                         .status = status::kDeviceError});
+    host.sim().addFault({.op = std::string(sim::kFaultConfigRead), .route = kRoute, .port = port, .space = c.space,
+                         .index = *c.failingIndex, .status = status::kDeviceError});
   auto& utils = ThunderboltUserClientUtils::sharedInstance();
   host.sim().setAccessLogEnabled(true);
 
@@ -62,27 +64,25 @@ TEST_P(CapabilityWalk, FindsTheCapabilityWithTheHardwaresReads) {
   EXPECT_EQ(offset, c.status == status::kSuccess ? c.offset : 0xEE);
   std::vector<uint32_t> reads;
   for (const auto& access : host.sim().accessLog()) {
-    EXPECT_EQ(access.kind, sim::AccessKind::ConfigRead);
-    EXPECT_EQ(access.port, port);
-    EXPECT_EQ(access.space, c.space);
+    EXPECT_EQ(std::tuple(access.kind, access.port, access.space), std::tuple(sim::AccessKind::ConfigRead, port, c.space));
     reads.push_back(access.index);
   }
   EXPECT_EQ(reads, c.reads);
 }
 
+const Dwords kTwo = {{1, 0x110}, {0x10, 0x01000320}, {0x20, 0x02060500}};
+
 INSTANTIATE_TEST_SUITE_P(
     , CapabilityWalk,
     ::testing::Values(
-        WalkCase{"NoCapabilities", kDeviceSpace, {{1, 0x00FF0100}}, {}, kLinkController, kVsecMask,
-                 status::kNotFound, 0, {2, 1, 2}},
-        WalkCase{"SecondOfTwo", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000320}, {0x20, 0x02060500}}, {},
-                 kLinkController, kVsecMask, status::kSuccess, 0x20, {2, 1, 2, 0x10, 0x11, 0x20, 0x21}},
-        WalkCase{"PastTheEnd", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000320}, {0x20, 0x02060500}}, {}, kId7,
-                 kIdMask, status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x20, 0x21}},
-        // A long header (next 0, length 0) keeps its pointer in the next double word.
+        WalkCase{"NoCapabilities", kDeviceSpace, {{1, 0x00FF0100}}, {}, kLinkControllerCapabilityKey,
+                 kVendorCapabilityMask, status::kNotFound, 0, {2, 1, 2}},
+        WalkCase{"SecondOfTwo", kDeviceSpace, kTwo, {}, kLinkControllerCapabilityKey, kVendorCapabilityMask,
+                 status::kSuccess, 0x20, {2, 1, 2, 0x10, 0x11, 0x20, 0x21}},
+        // A long header (next 0, length 0) keeps its pointer in the next double word...
         WalkCase{"LongHeader", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0030}, {0x30, 0x01000700}}, {},
                  kId7, kIdMask, status::kSuccess, 0x30, {2, 1, 2, 0x10, 0x11, 0x11, 0x30, 0x31}},
-        // Its 16-bit pointer is cut to 8 bits.
+        // ... whose 16-bit pointer is cut to 8 bits.
         WalkCase{"LongPointerCut", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0130}, {0x30, 0x01000700}},
                  {}, kId7, kIdMask, status::kSuccess, 0x30, {2, 1, 2, 0x10, 0x11, 0x11, 0x30, 0x31}},
         WalkCase{"LongHeaderEndsChain", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}}, {}, kId7, kIdMask,
@@ -99,49 +99,35 @@ INSTANTIATE_TEST_SUITE_P(
                  {2, 1, 2}},
         WalkCase{"PortSpace", kPortSpace, {{1, 0x05}, {2, 0x0E0102}, {5, 0x01000700}}, {}, kId7, kIdMask,
                  status::kSuccess, 5, {2, 1, 2, 5, 5, 6}},
-        // Lane adapters of four early controllers report a capability pointer
+        // DP Out adapters of four early controllers report a first capability
         // that cannot be read; their chain starts at 0x39.
-        WalkCase{"LaneAdapterFixedStart",
-                 kPortSpace,
-                 {{0, 0x15478086}, {1, 0x05}, {2, 0x000E0102}, {0x39, 0x01000700}},
-                 5u,
-                 kId7,
-                 kIdMask,
-                 status::kSuccess,
-                 0x39,
-                 {2, 1, 2, 5, 6, 0, 2, 0x39, 0x3A}},
-        WalkCase{"OtherControllerKeepsItsPointer", kPortSpace,
-                 {{0, 0x15498086}, {1, 0x05}, {2, 0x000E0102}, {0x39, 0x01000700}}, 5u, kId7, kIdMask,
-                 status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}},
-        WalkCase{"OtherAdapterKeepsItsPointer", kPortSpace,
-                 {{0, 0x151A8086}, {1, 0x05}, {2, 0x000E0101}, {0x39, 0x01000700}}, 5u, kId7, kIdMask,
-                 status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}}),
+        WalkCase{"DPOutAdapterFixedStart", kPortSpace, unreadableStart(0x15478086, kDPOutAdapterType), 5u, kId7,
+                 kIdMask, status::kSuccess, 0x39, {2, 1, 2, 5, 6, 0, 2, 0x39, 0x3A}},
+        WalkCase{"OtherControllerKeepsItsPointer", kPortSpace, unreadableStart(0x15498086, kDPOutAdapterType), 5u,
+                 kId7, kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}},
+        WalkCase{"OtherAdapterKeepsItsPointer", kPortSpace, unreadableStart(0x151A8086, kDPInAdapterType), 5u, kId7,
+                 kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(WalkCapabilities, VisitsEveryCapabilityInChainOrder) {
   ScopedHost host(hostWithRouters({0x0, 0x1}).dump());
-  for (auto [index, value] : std::vector<std::pair<uint32_t, uint32_t>>{
-           {1, 0x110}, {0x10, 0x01000320}, {0x20, kLongHeader}, {0x21, 0x0018}, {0x18, 0x02060500}})
+  for (auto [index, value] : Dwords{{1, 0x110}, {0x10, 0x01000320}, {0x20, kLongHeader}, {0x21, 0x0018}, {0x18, 0x02060500}})
     host.sim().poke(0, kRoute, 0, kDeviceSpace, index, value);
   LocalRouterHandle handle;
   handle.setRoute(kRoute);
-  std::vector<std::pair<uint8_t, uint32_t>> seen;
-  EXPECT_EQ(walkCapabilities(handle, 0, kDeviceSpace,
-                             [&](uint8_t index, uint32_t header) {
-                               seen.emplace_back(index, header);
-                               return false;
-                             }),
-            status::kSuccess);
-  EXPECT_EQ(seen, (std::vector<std::pair<uint8_t, uint32_t>>{{0x10, 0x01000320}, {0x20, kLongHeader}, {0x18, 0x02060500}}));
+  Dwords seen;
+  auto visit = [&](uint8_t index, uint32_t header) { return seen.emplace_back(index, header), false; };
+  EXPECT_EQ(walkCapabilities(handle, 0, kDeviceSpace, visit), status::kSuccess);
+  EXPECT_EQ(seen, (Dwords{{0x10, 0x01000320}, {0x20, kLongHeader}, {0x18, 0x02060500}}));
 }
 
 TEST(AdapterType, IsPortDword2LowBitsOrZero) {
   ScopedHost host(hostWithRouters({0x0, 0x1}, 0x4).dump());
-  host.sim().poke(0, kRoute, kLanePort, kPortSpace, 2, 0xAB0E0102);
+  host.sim().poke(0, kRoute, kAdapter, kPortSpace, 2, 0xAB0E0102);
   auto& utils = ThunderboltUserClientUtils::sharedInstance();
-  EXPECT_EQ(utils.adapterTypeForRoute(kRoute, kLanePort, 4), 0x0E0102u);
-  EXPECT_EQ(utils.adapterTypeForRoute(kRoute, kLanePort, 5), 0u);  // no such controller
-  EXPECT_EQ(utils.adapterTypeForRoute(0x7, kLanePort, 4), 0u);     // no router there
+  EXPECT_EQ(utils.adapterTypeForRoute(kRoute, kAdapter, 4), 0x0E0102u);
+  EXPECT_EQ(utils.adapterTypeForRoute(kRoute, kAdapter, 5), 0u);  // no such controller
+  EXPECT_EQ(utils.adapterTypeForRoute(0x7, kAdapter, 4), 0u);     // no router there
 }
 
 }  // namespace

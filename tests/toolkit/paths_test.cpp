@@ -29,40 +29,40 @@ struct PathCase {
 };
 
 const PathCase kPathCases[] = {
-    {"traced across a link",
+    {"TracedAcrossALink",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8); },
      "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== [Route 0x1: Port 0x1 --> Port 0xb] (DP Out)\n"},
-    {"set up by the firmware, equal lanes",
+    {"FirmwareHopEqualLanes",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9, true).hop(0x1, 1, 9, 11, 8).lane(0x0, 1, 1).lane(0x1, 1, 1); },
      "EFI: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ==1== [Route 0x1: Port 0x1 --> Port 0xb] (DP Out)\n"},
-    {"a lane mismatch is traced on",
+    {"LaneMismatchTracedOn",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8).lane(0x0, 1, 1).lane(0x1, 1, 2); },
      "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ==LANE MISMATCH 1/2== [Route 0x1: Port 0x1 --> Port 0xb] "
      "(DP Out)\n"},
-    {"hardware entry not valid at the first hop",
+    {"FirstHopNotValidInHardware",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9, false, false).pathSpace(0x0, 11, 8, 0x00000809); },
      "OS: (DP In) [Route 0x0: Port 0xb --> ERROR (HW/SW MISMATCH)\n"},
-    {"hardware leaves by another hop after the link",
+    {"HardwareDisagreesAfterTheLink",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 11, 8, false, false).pathSpace(0x1, 1, 9, 0x80005807); },
      "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== ERROR (HW/SW MISMATCH)\n"},
-    {"the far end has no such hop",
+    {"FarEndHasNoSuchHop",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9); },
      "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== ERROR\n"},
-    {"no adapter to leave by",
+    {"NoAdapterToLeaveBy",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 7, 9); },
      "OS: (DP In) [Route 0x0: Port 0xb --> ERROR\n"},
-    {"an empty hop table",
+    {"EmptyHopTable",
      [](TopologyBuilder& b) { b.property(0x0, 11, "Hop Table", nlohmann::json::array()); },
      ""},
-    {"a lane adapter starts paths only towards another host",
+    {"LaneAdapterStartsPathsOnlyToAnotherHost",
      [](TopologyBuilder& b) { b.hop(0x0, 1, 8, 11, 8).hop(0x1, 3, 8, 11, 8); },
      ""},
-    {"to another host, and from the lane beside it (EDM)",
+    {"XDomainAndEDM",
      [](TopologyBuilder& b) { b.xdomain(0x0, 3).hop(0x0, 5, 1, 3, 8, true).hop(0x0, 3, 8, 5, 1).hop(0x0, 4, 9, 5, 2); },
      "EFI: (NHI) [Route 0x0: Port 0x5 --> Port 0x3] (XDomain)\n"
      "OS: (XDomain) [Route 0x0: Port 0x3 --> Port 0x5] (NHI)\n"
      "OS: (EDM XDomain on Port 3) [Route 0x0: Port 0x4 --> Port 0x5] (NHI)\n"},
-    {"an adapter type without a name",
+    {"UnnamedAdapterType",
      [](TopologyBuilder& b) { b.hop(0x0, 12, 8, 11, 9); },
      "OS: (?) [Route 0x0: Port 0xc --> Port 0xb] (DP In)\n"},
 };
@@ -71,8 +71,8 @@ class PathsReport : public ::testing::TestWithParam<PathCase> {};
 
 TEST_P(PathsReport, OneController) {
   TopologyBuilder b({0x0, 0x1});
-  b.adapter(0x0, 3, test::kLane).adapter(0x0, 4, test::kLane).adapter(0x0, 11, test::kDPIn);
-  b.adapter(0x0, 12, 0x7).adapter(0x1, 3, test::kLane).adapter(0x1, 11, test::kDPOut);
+  b.adapter(0x0, 3, kLaneAdapterType).adapter(0x0, 4, kLaneAdapterType).adapter(0x0, 11, kDPInAdapterType);
+  b.adapter(0x0, 12, 0x7).adapter(0x1, 3, kLaneAdapterType).adapter(0x1, 11, kDPOutAdapterType);
   GetParam().build(b);
   ScopedHost host(b.json());
   EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().paths(),
@@ -80,12 +80,7 @@ TEST_P(PathsReport, OneController) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, PathsReport, ::testing::ValuesIn(kPathCases),
-                         [](const ::testing::TestParamInfo<PathCase>& info) {
-                           std::string name;
-                           for (const char* c = info.param.name; *c; ++c)
-                             if (std::isalnum(static_cast<unsigned char>(*c))) name += *c;
-                           return name;
-                         });
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // Two controllers, a chain of three routers, a link to another host, one hop
 // that the hardware disagrees with and one lane mismatch: the report matches

@@ -8,7 +8,6 @@ namespace {
 
 using test::describeEntry;
 using test::FakeNode;
-using test::fakePort;
 using test::ScopedHost;
 using test::TopologyBuilder;
 
@@ -26,8 +25,8 @@ using test::TopologyBuilder;
 //            └─ port 0x0:11 (DP In)
 std::string topologyHost() {
   TopologyBuilder b({0x0, 0x1, 0x301, 0x4});
-  b.adapter(0x0, 2, test::kLane).adapter(0x0, 3, test::kLane).xdomain(0x0, 3).adapter(0x0, 11, test::kDPIn);
-  b.adapter(0x1, 4, test::kLane);
+  b.adapter(0x0, 2, kLaneAdapterType).adapter(0x0, 3, kLaneAdapterType).xdomain(0x0, 3);
+  b.adapter(0x0, 11, kDPInAdapterType).adapter(0x1, 4, kLaneAdapterType);
   b.property(0x0, 2, "Peer Port Route String", 0x1).property(0x0, 2, "Peer Port Number", 4);
   b.property(0x1, 4, "Peer Port Route String", 0x0).property(0x1, 4, "Peer Port Number", 2);
   test::routerOf(b.host(), 0x4)["registry"] = {{"Route String", 0x301}};
@@ -41,25 +40,17 @@ class Topology : public ::testing::Test {
 
   // The entry a table names ("port 0x1:3", "nhi:5", "switch 0x0", ...).
   static RegistryEntry named(const std::string& name) {
-    for (const char* cls : {"IOThunderboltPort", "IOThunderboltSwitch"})
+    for (std::string_view cls : {kPortClass, kSwitchClass})
       for (const RegistryEntry& e : registry().matching(cls))
         if (describeEntry(e) == name) return e;
     ADD_FAILURE() << "no entry " << name;
     return RegistryEntry();
   }
-  // A switch with its depth, to tell the two switches that say 0x301 apart.
-  static std::string withDepth(const RegistryEntry& e) {
-    uint64_t depth = 0;
-    readRegistryNumber64(e, "Depth", depth);
-    return e ? describeEntry(e) + textf(" depth %llu", static_cast<unsigned long long>(depth)) : "none";
-  }
 };
 
-TEST_F(Topology, LookupsFromAPort) {
+TEST_F(Topology, Lookups) {
   struct Case {
-    const char* lookup;
-    const char* from;
-    const char* found;
+    const char *lookup, *from, *found;
   };
   const Case cases[] = {
       {"switch", "nhi:5", "switch 0x0"},  // the host switch hangs from the host interface
@@ -78,6 +69,12 @@ TEST_F(Topology, LookupsFromAPort) {
       {"peer", "port 0x1:4", "port 0x0:2"},  // peer route 0 is the host switch
       {"peer", "port 0x0:3", "none"},
       {"dual link", "port 0x0:1", "none"},
+      // The port a switch hangs from is looked at first.
+      {"adapter 5", "switch 0x0", "nhi:5"},
+      {"adapter 1", "switch 0x0", "port 0x0:1"},
+      {"adapter 1", "switch 0x1", "up 0x1:1"},
+      {"adapter 3", "switch 0x1", "port 0x1:3"},
+      {"adapter 7", "switch 0x1", "none"},
   };
   for (const Case& c : cases) {
     RegistryEntry from = named(c.from);
@@ -86,40 +83,22 @@ TEST_F(Topology, LookupsFromAPort) {
                           : lookup == "child port"   ? utils_.childPortFromPort(from, 0)
                           : lookup == "xdomain link" ? utils_.childXDomainLinkFromPort(from, 0)
                           : lookup == "peer"         ? utils_.peerForNULLPort(from, 0)
-                                                     : utils_.dualLinkPortForNULLPort(from, 0);
+                          : lookup == "dual link"    ? utils_.dualLinkPortForNULLPort(from, 0)
+                                                     : utils_.portAtIndex(std::stoul(lookup.substr(8)), from, 0);
     EXPECT_EQ(describeEntry(found), c.found) << c.lookup << " of " << c.from;
   }
 }
 
-TEST_F(Topology, PortAtIndexLooksAtTheUpstreamPortFirst) {
-  struct Case {
-    const char* onSwitch;
-    uint32_t index;
-    const char* found;
-  };
-  const Case cases[] = {
-      {"switch 0x0", 5, "nhi:5"},       {"switch 0x0", 1, "port 0x0:1"}, {"switch 0x1", 1, "up 0x1:1"},
-      {"switch 0x1", 3, "port 0x1:3"}, {"switch 0x1", 7, "none"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(describeEntry(utils_.portAtIndex(c.index, named(c.onSwitch), 0)), c.found)
-        << "adapter " << c.index << " of " << c.onSwitch;
-}
-
 TEST_F(Topology, SwitchForRouteIsDepthFirstInRegistryOrder) {
-  struct Case {
-    uint64_t route;
-    const char* found;
-  };
-  const Case cases[] = {
-      {0x0, "switch 0x0 depth 0"},
-      {0x1, "switch 0x1 depth 1"},
-      {0x301, "switch 0x301 depth 2"},  // reached through port 1 before switch 0x4 is seen
-      {0x4, "none"},                    // routes are compared, never composed
-      {0x501, "none"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(withDepth(utils_.switchForRouteAndRouterID(c.route, 0)), c.found) << std::hex << c.route;
+  // Route 0x301 is reached through port 1 before switch 0x4 (which also says
+  // 0x301) is seen; routes are compared, never composed.
+  const std::pair<uint64_t, uint64_t> cases[] = {{0x0, 0}, {0x1, 1}, {0x301, 2}, {0x4, kNoRoute}, {0x501, kNoRoute}};
+  for (auto [route, depth] : cases) {
+    RegistryEntry found = utils_.switchForRouteAndRouterID(route, 0);
+    uint64_t foundDepth = kNoRoute;
+    readRegistryNumber64(found, kDepthKey, foundDepth);
+    EXPECT_EQ(std::pair(routeOfEntry(found), foundDepth), std::pair(found ? route : kNoRoute, depth)) << std::hex << route;
+  }
   EXPECT_EQ(describeEntry(utils_.nhiForRouterID(0)), "nhi:5");
   EXPECT_FALSE(utils_.nhiForRouterID(3));
   EXPECT_FALSE(utils_.switchForRouteAndRouterID(0x0, 3));
@@ -134,23 +113,21 @@ TEST_F(Topology, SwitchForRouteIsDepthFirstInRegistryOrder) {
 TEST(TopologyShapes, TheLastMatchingChildWins) {
   ScopedHost host("{}");
   ThunderboltUserClientUtils& utils = ThunderboltUserClientUtils::sharedInstance();
-  auto upper = fakePort(1, 1);
-  auto lane = upper->add({"IOThunderboltPort"});
-  lane->set("Port Number", 2).set("Adapter Type", 1);
-  lane->add({"IOThunderboltPort"})->set("Port Number", 3);
-  lane->add({"IOThunderboltXDomainLink"});
-  lane->add({"IOThunderboltPort"})->set("Port Number", 4);
-  auto lastLink = lane->add({"IOThunderboltXDomainLink"});
-  lane->add({"IOThunderboltSwitch"})->set("Route String", 0xA);
-  lane->add({"IOThunderboltSwitch"})->set("Route String", 0xB);
-  auto other = upper->add({"IOThunderboltPort"});
-  other->set("Port Number", 5).set("Adapter Type", 1);
-  other->add({"IOThunderboltSwitch"});
-  auto last = other->add({"IOThunderboltPort"});
-  last->set("Port Number", 6);
+  auto upper = std::make_shared<FakeNode>(std::string(kPortClass));
+  auto lane = upper->add(std::string(kPortClass));
+  lane->set("Adapter Type", kLaneAdapterType);
+  lane->add(std::string(kPortClass))->set("Port Number", 3);
+  lane->add(std::string(kXDomainLinkClass));
+  lane->add(std::string(kPortClass))->set("Port Number", 4);
+  auto lastLink = lane->add(std::string(kXDomainLinkClass));
+  lane->add(std::string(kSwitchClass))->set("Route String", 0xA);
+  lane->add(std::string(kSwitchClass))->set("Route String", 0xB);
+  auto other = upper->add(std::string(kPortClass));
+  other->add(std::string(kSwitchClass));
+  auto last = other->add(std::string(kPortClass));
 
   uint64_t number = 0;
-  readRegistryNumber64(utils.childPortFromPort(lane->entry(), 0), "Port Number", number);
+  readRegistryNumber64(utils.childPortFromPort(lane->entry(), 0), kPortNumberKey, number);
   EXPECT_EQ(number, 4u);
   EXPECT_EQ(utils.childXDomainLinkFromPort(lane->entry(), 0), lastLink->entry());
   EXPECT_EQ(routeOfEntry(utils.switchFromPort(lane->entry(), 0)), 0xBu) << "parent is a port, so the last switch child";

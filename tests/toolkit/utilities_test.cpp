@@ -44,64 +44,45 @@ TEST(UtilitiesCore, I2cAndIecsWithoutAUserClientDoNothing) {
   EXPECT_EQ(utils.iecsReadWithLocalRouterHandle(handle, 1, 1, 0, 4, bytes), status::kNotResponding);
 }
 
+// The two readers differ on purpose: only the 64-bit one tells a missing
+// property from 0.
 TEST(UtilitiesCore, RegistryNumberReadersTellAbsenceApart) {
-  nlohmann::json json = hostWithRouters({0x0, 0x1});
-  routerOf(json, 0x1)["registry"] = {{"Depth", 7}, {"Name", "text"}};
-  ScopedHost host(json.dump());
+  ScopedHost host(hostWithRouters({0x0}).dump());
   auto& utils = ThunderboltUserClientUtils::sharedInstance();
-  RegistryEntry entry = switchEntry(0x1);
-  uint64_t value = 55;
-  EXPECT_EQ(utils.unsignedLongForRegistryEntry(entry, "Depth", value), status::kSuccess);
-  EXPECT_EQ(value, 7u);
-  value = 55;
-  EXPECT_EQ(utils.unsignedLongForRegistryEntry(entry, "Missing", value), status::kSuccess);
-  EXPECT_EQ(value, 0u);
-  value = 55;
-  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(entry, "Depth", value), status::kSuccess);
-  EXPECT_EQ(value, 7u);
-  value = 55;
-  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(entry, "Missing", value), status::kGeneralFailure);
-  EXPECT_EQ(value, 55u);
-  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(entry, "Name", value), status::kGeneralFailure);
+  uint64_t shortValue = 55, longValue = 55;
+  EXPECT_EQ(utils.unsignedLongForRegistryEntry(switchEntry(0x0), "Missing", shortValue), status::kSuccess);
+  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(switchEntry(0x0), "Missing", longValue), status::kGeneralFailure);
+  EXPECT_EQ(std::pair(shortValue, longValue), std::pair(uint64_t{0}, uint64_t{55}));
+  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(switchEntry(0x0), kDepthKey, longValue), status::kSuccess);
+  EXPECT_EQ(longValue, 0u);
 }
 
-TEST(UtilitiesCore, RouterHandleFromRegistryEntry) {
+TEST(UtilitiesCore, HostSwitchOfAnEntry) {
   nlohmann::json json = hostWithRouters({0x0, 0x1, 0x301}, 0x1234);
   routerOf(json, 0x1)["registry"] = {{"Route String", nullptr}};
   ScopedHost host(json.dump());
   auto& utils = ThunderboltUserClientUtils::sharedInstance();
-
   auto display = utils.routerHandleFromRegistryEntry(switchEntry(0x301));
   ASSERT_TRUE(display);
   EXPECT_EQ(display->route(), 0x301u);
   EXPECT_EQ(display->routerID(), 4);
-
   // The switch at 0x1 has lost its route string.
-  RegistryEntry routeless;
-  for (const RegistryEntry& entry : registry().matching(kSwitchClass))
-    if (!entry.property(kRouteStringKey)) routeless = entry;
-  auto unnamed = utils.routerHandleFromRegistryEntry(routeless);
+  auto unnamed = utils.routerHandleFromRegistryEntry(switchEntry(kNoRoute));
   ASSERT_TRUE(unnamed);
   EXPECT_EQ(unnamed->route(), kNoRoute);
-
   // Neither the registry root nor the host switch itself has a host switch above it.
-  EXPECT_EQ(utils.routerHandleFromRegistryEntry(registry().root()), nullptr);
-  EXPECT_EQ(utils.routerHandleFromRegistryEntry(switchEntry(0x0)), nullptr);
-  EXPECT_EQ(utils.routerHandleFromRegistryEntry(RegistryEntry()), nullptr);
+  for (const RegistryEntry& entry : {registry().root(), switchEntry(0x0), RegistryEntry()})
+    EXPECT_EQ(utils.routerHandleFromRegistryEntry(entry), nullptr);
   EXPECT_EQ(ThunderboltUserClientUtils::sharedInstanceForEntry(registry().root()), nullptr);
-  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstanceForEntry(switchEntry(0x301)), &utils);
-}
 
-TEST(UtilitiesCore, SharedInstanceReopensAClosedController) {
-  ScopedHost host(hostWithRouters({0x0, 0x1}, 0x2).dump());
-  auto& utils = ThunderboltUserClientUtils::sharedInstanceForRID(2);
-  ThunderboltKernelUserClient* client = ThunderboltUserClientManager::sharedInstance().userClientForRouterID(2);
+  // Binding to an entry's or a router ID's controller reopens a closed user client.
+  ThunderboltKernelUserClient* client = ThunderboltUserClientManager::sharedInstance().userClientForRouterID(4);
   ASSERT_NE(client, nullptr);
   client->destroyUserClient();
-  EXPECT_EQ(&ThunderboltUserClientUtils::sharedInstanceForRID(2), &utils);
+  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstanceForEntry(switchEntry(0x301)), &utils);
   EXPECT_TRUE(client->userClientActive());
   client->destroyUserClient();
-  EXPECT_TRUE(ThunderboltUserClientUtils::sharedInstanceForEntry(switchEntry(0x1)));
+  EXPECT_EQ(&ThunderboltUserClientUtils::sharedInstanceForRID(4), &utils);
   EXPECT_TRUE(client->userClientActive());
 }
 
