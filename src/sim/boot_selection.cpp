@@ -6,13 +6,11 @@
 #include <cctype>
 
 #include "platform/text.h"
-#include "sim/models.h"
 #include "sim/sim_host.h"
 
 namespace tbt::sim {
 namespace {
 
-constexpr std::string_view kBlessPath = "/usr/sbin/bless";
 constexpr int kExitUsage = 1 << 8;
 
 // Characters that a backslash escapes inside double quotes; before any other
@@ -87,7 +85,9 @@ struct Splitter {
   }
 };
 
-int blessCommand(SimHost& host, const std::string& command) {
+}  // namespace
+
+int bootSelectionCommand(SimHost& host, const std::string& command) {
   std::string error;
   if (!parseBootSelection(command, &error)) {
     host.shellPrint(textf("bless: %s\n", error.c_str()));
@@ -96,12 +96,6 @@ int blessCommand(SimHost& host, const std::string& command) {
   host.setScheduledBootEntry(command);
   return 0;
 }
-
-const HostModelRegistration kBootSelection("boot-selection", [](SimHost& host) {
-  host.registerShellCommand(std::string(kBlessPath), blessCommand);
-});
-
-}  // namespace
 
 ShellWords splitShellWords(std::string_view line) {
   Splitter s{line, {}, {}, false, 0};
@@ -134,7 +128,7 @@ std::optional<BootSelection> parseBootSelection(std::string_view commandLine, st
   ShellWords split = splitShellWords(commandLine);
   if (!split.complete) return fail("unterminated quote");
   const std::vector<std::string>& w = split.words;
-  if (w.empty() || w[0] != kBlessPath) return fail("not a boot-selection command");
+  if (w.empty() || w[0] != kBootSelectionPath) return fail("not a boot-selection command");
   BootSelection selection;
   for (size_t i = 1; i < w.size(); i += 2) {
     if (i + 1 >= w.size()) return fail(textf("option %s needs a value", w[i].c_str()));

@@ -39,6 +39,14 @@ struct BootSelection {
 /// Returns the selection, or nullopt when the line is not a valid one.
 std::optional<BootSelection> parseBootSelection(std::string_view commandLine, std::string* error = nullptr);
 
+/// The boot-selection command's path.
+inline constexpr std::string_view kBootSelectionPath = "/usr/sbin/bless";
+
+/// The shell's handler of the boot-selection command: a valid command line
+/// becomes the host's scheduled boot entry (0); any other prints the usage
+/// problem and returns exit status 1 (as a wait status).
+int bootSelectionCommand(SimHost& host, const std::string& command);
+
 /// The selection that the host's last accepted boot-selection command
 /// registered, or nullopt when none ran.
 std::optional<BootSelection> bootSelection(const SimHost& host);

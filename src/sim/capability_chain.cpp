@@ -11,6 +11,11 @@ constexpr BitField kVendorLength{31, 24};
 constexpr BitField kExtendedNext{15, 0};
 // A chain of 8-bit pointers visits at most 256 distinct capabilities.
 constexpr unsigned kMaxSteps = 256;
+// Link-controller capability double word 2: the mailbox block's geometry.
+constexpr uint32_t kMailboxGeometryDword = 2;
+constexpr BitField kMailboxCount{3, 0};
+constexpr BitField kMailboxOffset{15, 8};
+constexpr BitField kMailboxStride{27, 16};
 
 }  // namespace
 
@@ -28,6 +33,14 @@ std::optional<uint32_t> findDeviceCapability(const Router& router, uint32_t valu
     current = kNextCapability.get(header);
   }
   return std::nullopt;
+}
+
+std::optional<LinkControllerMailboxes> findLinkControllerMailboxes(const Router& router) {
+  std::optional<uint32_t> header = findDeviceCapability(router, kLinkControllerCapability, kVendorCapabilityMask);
+  if (!header) return std::nullopt;
+  const uint32_t geometry = router.peek(0, kDeviceSpace, *header + kMailboxGeometryDword);
+  return LinkControllerMailboxes{*header + kMailboxOffset.get(geometry), kMailboxCount.get(geometry),
+                                 kMailboxStride.get(geometry)};
 }
 
 }  // namespace tbt::sim

@@ -24,4 +24,20 @@ inline constexpr uint32_t kLinkControllerCapability = 0x060500;
 /// points to itself, or after 256 steps (a looping chain).
 std::optional<uint32_t> findDeviceCapability(const Router& router, uint32_t value, uint32_t mask);
 
+/// The link controller's mailbox block as its capability's double word 2
+/// lays it out; the IECS mailboxes and the NVM mailbox sit in it.
+struct LinkControllerMailboxes {
+  uint32_t base;    // device-space index of the first mailbox: the capability plus bits 15..8
+  uint32_t count;   // IECS mailboxes: bits 3..0
+  uint32_t stride;  // double words from one IECS mailbox to the next: bits 27..16
+};
+
+/// Double words of a mailbox, from its base: where the data read in arrives.
+inline constexpr uint32_t kMailboxReadDataDword = 116;
+inline constexpr uint32_t kMailboxDataDwords = 16;
+
+/// The mailbox block of router's link controller; nullopt when its chain has
+/// no link-controller capability.
+std::optional<LinkControllerMailboxes> findLinkControllerMailboxes(const Router& router);
+
 }  // namespace tbt::sim

@@ -54,8 +54,6 @@ constexpr uint32_t fourChars(char a, char b, char c, char d) {
 constexpr uint32_t kReadRequest = fourChars('C', 'I', 'O', 'r');
 constexpr uint32_t kWriteRequest = fourChars('C', 'I', 'O', 'w');
 
-const FaultOpRegistration kBridgeFaultOp{std::string(kFaultConfigBridge)};
-
 class ConfigBridge : public IecsDeviceModel {
  public:
   ConfigBridge(SimHost& host, const Router& owner, uint32_t bus, const FormName& form, std::unique_ptr<Router> far)
@@ -145,8 +143,6 @@ class ConfigBridge : public IecsDeviceModel {
   std::map<uint32_t, uint32_t> registers_;
   std::optional<Pending> pending_;
 };
-
-const RouterModelRegistration kRegistration("config-bridge", attachConfigBridges);
 
 }  // namespace
 

@@ -15,18 +15,14 @@ constexpr BitField kDataIn{2, 2};
 constexpr BitField kDataOut{3, 3};
 constexpr BitField kOwner{4, 4};
 
-void attach(SimHost& host, Router& router) {
+}  // namespace
+
+void attachEepromPins(SimHost& host, Router& router) {
   if (!router.eeprom()) return;
   std::optional<uint32_t> dft = findDeviceCapability(router, kDftCapability, kVendorCapabilityMask);
   if (!dft) return;
   router.attachModel(std::make_shared<EepromPinsModel>(host, router, *dft + kPinRegisterOffset, *router.eeprom()));
 }
-
-const RouterModelRegistration registration("eeprom-pins", attach);
-const FaultOpRegistration ownerHeld{std::string(kFaultEepromOwnerHeld)};
-const FaultOpRegistration dataOutFlip{std::string(kFaultEepromDataOutFlip)};
-
-}  // namespace
 
 EepromPinsModel::EepromPinsModel(SimHost& host, Router& router, uint32_t pinRegister, ByteMemory& memory)
     : host_(host),
@@ -64,12 +60,6 @@ Status EepromPinsModel::write(uint32_t port, uint32_t space, uint32_t index, uin
   const bool owned = kOwner.get(value) != 0;
   eeprom_.setWires(owned && kChipSelect.get(value) == 0, owned && kClock.get(value) != 0, kDataIn.get(value) != 0);
   return status::kSuccess;
-}
-
-EepromPinsModel* eepromPinsOf(const Router& router) {
-  for (const auto& model : router.models())
-    if (auto* pins = dynamic_cast<EepromPinsModel*>(model.get())) return pins;
-  return nullptr;
 }
 
 }  // namespace tbt::sim

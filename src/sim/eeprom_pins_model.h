@@ -23,6 +23,7 @@
 #include <string_view>
 
 #include "sim/models.h"
+#include "sim/router.h"
 #include "sim/spi_eeprom.h"
 
 namespace tbt::sim {
@@ -52,7 +53,10 @@ class EepromPinsModel : public RegisterModel {
   SpiEeprom eeprom_;
 };
 
+/// Attaches the pin register model when router has an "eeprom" and a DFT capability.
+void attachEepromPins(SimHost& host, Router& router);
+
 /// The pin model attached to router, or null.
-EepromPinsModel* eepromPinsOf(const Router& router);
+inline EepromPinsModel* eepromPinsOf(const Router& router) { return router.modelOf<EepromPinsModel>(); }
 
 }  // namespace tbt::sim

@@ -12,18 +12,10 @@ namespace tbt::sim {
 namespace {
 
 
-// Link-controller capability double word 2: the mailboxes' geometry.
-constexpr uint32_t kGeometryDword = 2;
-constexpr BitField kMailboxCount{3, 0};
-constexpr BitField kMailboxOffset{15, 8};
-constexpr BitField kMailboxLength{27, 16};
-
 // One mailbox, in double words from its base.
 constexpr uint32_t kCommandDword = 99;
 constexpr uint32_t kWriteDataDword = 100;
-constexpr uint32_t kReadDataDword = 116;
-constexpr uint32_t kDataDwords = 16;
-constexpr uint32_t kDataBytes = kDataDwords * 4;
+constexpr uint32_t kDataBytes = kMailboxDataDwords * 4;
 
 // The command / status word.
 constexpr BitField kBusy{31, 31};
@@ -47,12 +39,10 @@ std::optional<uint32_t> deviceForCode(uint32_t code) {
   return std::nullopt;
 }
 
-const FaultOpRegistration kMailboxFaultOp{std::string(kFaultLcMailbox)};
-
 class IecsMailboxes : public RegisterModel {
  public:
-  IecsMailboxes(SimHost& host, Router& router, uint32_t firstCommand, uint32_t count, uint32_t stride)
-      : host_(host), router_(router), firstCommand_(firstCommand), count_(count), stride_(stride) {}
+  IecsMailboxes(SimHost& host, Router& router, const LinkControllerMailboxes& block)
+      : host_(host), router_(router), block_(block) {}
 
   bool handles(uint32_t port, uint32_t space, uint32_t index) const override {
     return port == 0 && space == kDeviceSpace && busOf(index).has_value();
@@ -93,14 +83,16 @@ class IecsMailboxes : public RegisterModel {
   };
 
   std::optional<uint32_t> busOf(uint32_t index) const {
-    if (index < firstCommand_) return std::nullopt;
-    const uint32_t distance = index - firstCommand_;
-    if (distance == 0) return count_ > 0 ? std::optional<uint32_t>(0) : std::nullopt;
-    if (stride_ == 0 || distance % stride_ != 0 || distance / stride_ >= count_) return std::nullopt;
-    return distance / stride_;
+    const uint32_t firstCommand = block_.base + kCommandDword;
+    if (index < firstCommand) return std::nullopt;
+    const uint32_t distance = index - firstCommand;
+    if (distance == 0) return block_.count > 0 ? std::optional<uint32_t>(0) : std::nullopt;
+    if (block_.stride == 0 || distance % block_.stride != 0 || distance / block_.stride >= block_.count)
+      return std::nullopt;
+    return distance / block_.stride;
   }
 
-  uint32_t base(uint32_t bus) const { return firstCommand_ - kCommandDword + bus * stride_; }
+  uint32_t base(uint32_t bus) const { return block_.base + bus * block_.stride; }
 
   // Carries out the transfer the command word asks for and writes the
   // status word back with the busy bit clear.
@@ -129,33 +121,25 @@ class IecsMailboxes : public RegisterModel {
     }
     Status s = target->read(offset, bytes.data(), length);
     if (s != status::kSuccess) return s;
-    for (uint32_t i = 0; i < kDataDwords; ++i) {
+    for (uint32_t i = 0; i < kMailboxDataDwords; ++i) {
       const uint32_t word = uint32_t{bytes[4 * i]} | uint32_t{bytes[4 * i + 1]} << 8 |
                             uint32_t{bytes[4 * i + 2]} << 16 | uint32_t{bytes[4 * i + 3]} << 24;
-      router_.poke(0, kDeviceSpace, base(bus) + kReadDataDword + i, word);
+      router_.poke(0, kDeviceSpace, base(bus) + kMailboxReadDataDword + i, word);
     }
     return status::kSuccess;
   }
 
   SimHost& host_;
   Router& router_;
-  uint32_t firstCommand_;
-  uint32_t count_;
-  uint32_t stride_;
+  LinkControllerMailboxes block_;
   std::map<uint32_t, Pending> pending_;
 };
-
-const RouterModelRegistration kRegistration("lc-mailbox", attachIecsMailboxes);
 
 }  // namespace
 
 void attachIecsMailboxes(SimHost& host, Router& router) {
-  std::optional<uint32_t> header = findDeviceCapability(router, kLinkControllerCapability, kVendorCapabilityMask);
-  if (!header) return;
-  const uint32_t geometry = router.peek(0, kDeviceSpace, *header + kGeometryDword);
-  const uint32_t first = *header + kMailboxOffset.get(geometry) + kCommandDword;
-  router.attachModel(std::make_shared<IecsMailboxes>(host, router, first, kMailboxCount.get(geometry),
-                                                     kMailboxLength.get(geometry)));
+  if (std::optional<LinkControllerMailboxes> block = findLinkControllerMailboxes(router))
+    router.attachModel(std::make_shared<IecsMailboxes>(host, router, *block));
 }
 
 }  // namespace tbt::sim

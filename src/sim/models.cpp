@@ -1,10 +1,12 @@
 #include "sim/models.h"
 
 #include <algorithm>
-#include <map>
-#include <set>
 
+#include "sim/config_bridge_model.h"
+#include "sim/eeprom_pins_model.h"
 #include "sim/faults.h"
+#include "sim/lc_mailbox_model.h"
+#include "sim/nvm_mailbox_model.h"
 #include "sim/sim_host.h"
 
 namespace tbt::sim {
@@ -36,44 +38,22 @@ Status I2cRegisterFile::transfer(const uint8_t* writeData, uint32_t writeLength,
   return status::kSuccess;
 }
 
-namespace {
-// The factory tables are filled by static registration objects before main
-// and only read afterwards; they hold no simulation state.
-std::map<std::string, RouterModelFactory>& routerFactories() {
-  static std::map<std::string, RouterModelFactory> table;
-  return table;
-}
-std::map<std::string, HostModelFactory>& hostFactories() {
-  static std::map<std::string, HostModelFactory> table;
-  return table;
-}
-std::set<std::string, std::less<>>& extraFaultOps() {
-  static std::set<std::string, std::less<>> ops;
-  return ops;
-}
-}  // namespace
-
-void registerRouterModelFactory(std::string name, RouterModelFactory factory) {
-  routerFactories()[std::move(name)] = std::move(factory);
+void attachModels(SimHost& host) {
+  // A model attached later is asked first.
+  for (Router* router : host.routers()) {
+    attachConfigBridges(host, *router);
+    attachEepromPins(host, *router);
+    attachIecsMailboxes(host, *router);
+    attachNvmMailbox(host, *router);
+  }
 }
 
-void registerHostModelFactory(std::string name, HostModelFactory factory) {
-  hostFactories()[std::move(name)] = std::move(factory);
-}
-
-void registerFaultOp(std::string name) { extraFaultOps().insert(std::move(name)); }
-
-void runModelFactories(SimHost& host) {
-  for (auto& [name, factory] : hostFactories()) factory(host);
-  for (Router* router : host.routers())
-    for (auto& [name, factory] : routerFactories()) factory(host, *router);
-}
-
-bool isKnownFaultOp(const std::string& name) {
-  static const std::string_view core[] = {kFaultConfigRead, kFaultConfigWrite, kFaultI2c, kFaultIecsRead,
-                                          kFaultIecsWrite};
-  if (std::find(std::begin(core), std::end(core), name) != std::end(core)) return true;
-  return extraFaultOps().count(name) != 0;
+bool isKnownFaultOp(std::string_view name) {
+  static constexpr std::string_view kOps[] = {
+      kFaultConfigRead, kFaultConfigWrite,     kFaultI2c,         kFaultIecsRead,      kFaultIecsWrite,
+      kFaultLcMailbox,  kFaultConfigBridge,    kFaultNvmError,    kFaultNvmStuck,      kFaultEepromOwnerHeld,
+      kFaultEepromDataOutFlip};
+  return std::find(std::begin(kOps), std::end(kOps), name) != std::end(kOps);
 }
 
 }  // namespace tbt::sim

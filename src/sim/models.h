@@ -12,16 +12,11 @@
 //   - IecsDeviceModel: answers IECS transfers of one (bus, device) of a router.
 //   - I2cDeviceModel: answers I2C transactions at one address of a router.
 //
-// Models are attached by factories that run once a host has been loaded (its
-// registry is derived afterwards): a RouterModelFactory sees each router in turn (it may
-// walk the capability chain in the router's stored device space, look at the
-// router's host-file description, and attach models); a HostModelFactory sees
-// the whole host once (it may register shell commands, for example).
-// Factories register themselves with a static registration object in their
-// own .cpp file in src/sim/ (the sim library is linked whole, so such a file
-// needs no other reference):
-//
-//   namespace { const tbt::sim::RouterModelRegistration reg("eeprom", attachEeprom); }
+// attachModels runs once a host has been loaded (its registry is derived
+// afterwards) and hands each router to every model's attach function, which
+// walks the capability chain in the router's stored device space, looks at
+// the router's host-file description, and attaches what the hardware has.
+// A new model adds its attach function and its fault operations there.
 //
 // A model keeps references to its SimHost and Router: both outlive every model
 // attached to them. It reaches the virtual clock through SimHost (so a busy bit
@@ -29,9 +24,7 @@
 // Router::peek/poke, and the router's host-file object through
 // Router::description().
 #include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "platform/status.h"
 #include "sim/memory.h"
@@ -99,39 +92,10 @@ class I2cRegisterFile : public I2cDeviceModel {
   uint32_t pointer_ = 0;
 };
 
-/// Attaches models to one router of a freshly loaded host.
-using RouterModelFactory = std::function<void(SimHost& host, Router& router)>;
-/// Attaches host-wide behaviour (shell commands, ...) to a freshly loaded host.
-using HostModelFactory = std::function<void(SimHost& host)>;
-
-/// Registers a router model factory under a name (a second registration of the
-/// same name replaces the first). Factories run in registration-name order.
-void registerRouterModelFactory(std::string name, RouterModelFactory factory);
-/// Registers a host model factory under a name, like registerRouterModelFactory.
-void registerHostModelFactory(std::string name, HostModelFactory factory);
-/// Registers an extra fault operation name that host files may use in
-/// "faults" (models check it with SimHost::checkFault).
-void registerFaultOp(std::string name);
-
-/// Static registration helpers for a model's .cpp file.
-struct RouterModelRegistration {
-  RouterModelRegistration(std::string name, RouterModelFactory factory) {
-    registerRouterModelFactory(std::move(name), std::move(factory));
-  }
-};
-struct HostModelRegistration {
-  HostModelRegistration(std::string name, HostModelFactory factory) {
-    registerHostModelFactory(std::move(name), std::move(factory));
-  }
-};
-struct FaultOpRegistration {
-  explicit FaultOpRegistration(std::string name) { registerFaultOp(std::move(name)); }
-};
-
-/// Runs every registered factory on a loaded host (host factories first,
-/// then each router factory on each router). loadHost calls it.
-void runModelFactories(SimHost& host);
-/// True when name is a core fault operation or a registered one.
-bool isKnownFaultOp(const std::string& name);
+/// Attaches every model to each router of a freshly loaded host (loadHost
+/// calls it).
+void attachModels(SimHost& host);
+/// True when name is a fault operation that an access or a model checks.
+bool isKnownFaultOp(std::string_view name);
 
 }  // namespace tbt::sim

@@ -10,11 +10,7 @@
 namespace tbt::sim {
 namespace {
 
-constexpr uint32_t kLayoutDword = 2;
-constexpr BitField kMailboxOffset{15, 8};
-constexpr uint32_t kDataDword = 116;
 constexpr uint32_t kCommandDword = 156;
-constexpr uint32_t kDataDwords = 16;
 constexpr uint64_t kRequestMicroseconds = 50;
 
 constexpr uint32_t kBusy = 0x80000000;
@@ -40,23 +36,18 @@ constexpr std::array<Identity, 5> kIdentities = {{
     {0x15488086, true, NvmMailboxModel::Form::ByteCount},
 }};
 
-void attach(SimHost& host, Router& router) {
+}  // namespace
+
+void attachNvmMailbox(SimHost& host, Router& router) {
   const uint32_t identity = router.peek(0, kDeviceSpace, 0);
   auto known = std::find_if(kIdentities.begin(), kIdentities.end(),
                             [&](const Identity& i) { return i.word == identity; });
   if (known != kIdentities.end() && !known->hasMailbox) return;
-  std::optional<uint32_t> capability = findDeviceCapability(router, kLinkControllerCapability, kVendorCapabilityMask);
-  if (!capability) return;
-  const uint32_t base = *capability + kMailboxOffset.get(router.peek(0, kDeviceSpace, *capability + kLayoutDword));
+  std::optional<LinkControllerMailboxes> block = findLinkControllerMailboxes(router);
+  if (!block) return;
   const auto form = known != kIdentities.end() ? known->form : NvmMailboxModel::Form::ShiftedCount;
-  router.attachModel(std::make_shared<NvmMailboxModel>(host, router, base, form));
+  router.attachModel(std::make_shared<NvmMailboxModel>(host, router, block->base, form));
 }
-
-const RouterModelRegistration registration("nvm-mailbox", attach);
-const FaultOpRegistration errorFault{std::string(kFaultNvmError)};
-const FaultOpRegistration stuckFault{std::string(kFaultNvmStuck)};
-
-}  // namespace
 
 NvmMailboxModel::NvmMailboxModel(SimHost& host, Router& router, uint32_t mailboxBase, Form form)
     : host_(host), router_(router), base_(mailboxBase), form_(form) {}
@@ -76,9 +67,9 @@ Status NvmMailboxModel::read(uint32_t, uint32_t, uint32_t, uint32_t& value) {
 NvmMailboxModel::Request NvmMailboxModel::decode(uint32_t word) const {
   if (form_ == Form::ByteCount)
     return {kByteCountOpcode.get(word) == kByteCountRead, kOffset.get(word) << 2,
-            std::min(kByteCount.get(word) / 4, kDataDwords)};
+            std::min(kByteCount.get(word) / 4, kMailboxDataDwords)};
   return {(word & kShiftedCountRead) == kShiftedCountRead, kOffset.get(word) << 2,
-          std::min(kShiftedCount.get(word), kDataDwords)};
+          std::min(kShiftedCount.get(word), kMailboxDataDwords)};
 }
 
 Status NvmMailboxModel::write(uint32_t, uint32_t, uint32_t, uint32_t value) {
@@ -110,14 +101,8 @@ void NvmMailboxModel::fill(uint32_t offset, uint32_t dwords) {
   for (uint32_t i = 0; i < dwords; ++i) {
     uint32_t word = 0;
     for (uint32_t b = 0; b < 4; ++b) word |= uint32_t{image.read(uint64_t{offset} + 4 * i + b)} << (8 * b);
-    router_.poke(0, kDeviceSpace, base_ + kDataDword + i, word);
+    router_.poke(0, kDeviceSpace, base_ + kMailboxReadDataDword + i, word);
   }
-}
-
-NvmMailboxModel* nvmMailboxOf(const Router& router) {
-  for (const auto& model : router.models())
-    if (auto* mailbox = dynamic_cast<NvmMailboxModel*>(model.get())) return mailbox;
-  return nullptr;
 }
 
 }  // namespace tbt::sim

@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "sim/models.h"
+#include "sim/router.h"
 
 namespace tbt::sim {
 
@@ -72,7 +73,10 @@ class NvmMailboxModel : public RegisterModel {
   uint32_t status_ = 0;
 };
 
+/// Attaches the NVM mailbox when router's identity and capability chain have one.
+void attachNvmMailbox(SimHost& host, Router& router);
+
 /// The NVM mailbox model attached to router, or null.
-NvmMailboxModel* nvmMailboxOf(const Router& router);
+inline NvmMailboxModel* nvmMailboxOf(const Router& router) { return router.modelOf<NvmMailboxModel>(); }
 
 }  // namespace tbt::sim

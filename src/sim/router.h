@@ -76,7 +76,13 @@ class Router {
   Status write(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
   /// Attaches a register model; later attachments are asked first.
   void attachModel(std::shared_ptr<RegisterModel> model);
-  const std::vector<std::shared_ptr<RegisterModel>>& models() const { return models_; }
+  /// The attached model of type Model, or null.
+  template <typename Model>
+  Model* modelOf() const {
+    for (const auto& model : models_)
+      if (auto* found = dynamic_cast<Model*>(model.get())) return found;
+    return nullptr;
+  }
 
   /// The serial EEPROM's contents when the host file describes one ("eeprom").
   std::optional<ByteMemory>& eeprom() { return eeprom_; }

@@ -1,7 +1,7 @@
 // The simulated host's shell: every command line is recorded, then handed to
 // the handler registered for its longest matching leading word(s). The
-// standard handlers model the firmware-variable tool and the restart command;
-// models add more (the boot-selection command, for one).
+// standard handlers model the firmware-variable tool, the restart command and
+// the boot-selection command; tests may add their own.
 #include <cctype>
 
 #include "platform/text.h"
@@ -105,6 +105,7 @@ std::string encodeNvramValue(std::string_view value) { return escapeValue(std::s
 void SimHost::installStandardShellCommands() {
   registerShellCommand("nvram", nvramCommand);
   registerShellCommand("shutdown", shutdownCommand);
+  registerShellCommand(std::string(kBootSelectionPath), bootSelectionCommand);
 }
 
 void SimHost::registerShellCommand(std::string prefix, ShellHandler handler) {

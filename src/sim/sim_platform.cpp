@@ -44,7 +44,7 @@ std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error)
       JsonReader in;
       auto machine = loadMachine(doc, in);
       if (machine) {
-        runModelFactories(*machine);
+        attachModels(*machine);
         return std::make_unique<SimPlatform>(std::move(machine));
       }
       message = in.error();

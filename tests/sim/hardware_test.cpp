@@ -179,10 +179,6 @@ class CountingRegister : public RegisterModel {
   uint32_t reads = 0;
 };
 
-const RouterModelRegistration kTestModel("zz-test-counting-register", [](SimHost&, Router& r) {
-  if (r.description().contains("lc-memory")) r.attachModel(std::make_shared<CountingRegister>());
-});
-
 /// An IECS device that refuses every transfer, standing in for a busy micro-controller.
 class RefusingDevice : public IecsDeviceModel {
  public:
@@ -200,11 +196,11 @@ TEST_F(Hardware, AttachedIecsDeviceReplacesTheRegisterFile) {
   EXPECT_EQ(iecs(7, 3, 0, b, kIecsDirectionWrite), status::kDeviceError);
 }
 
-TEST(HardwareModels, FactoriesAttachModelsThatComeBeforeTheStore) {
-  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0, "lc-memory": {},
-                                                      "device-space": {"0x40": 99, "0x41": 5}}]}]})",
+TEST(HardwareModels, AttachedModelsComeBeforeTheStore) {
+  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0, "device-space": {"0x40": 99, "0x41": 5}}]}]})",
                     nullptr);
   ASSERT_NE(p, nullptr);
+  p->sim().router(0, 0)->attachModel(std::make_shared<CountingRegister>());
   uint32_t v = 0;
   EXPECT_EQ(p->sim().configRead(0, 0, 0, 2, 0x40, v), status::kSuccess);
   EXPECT_EQ(p->sim().configRead(0, 0, 0, 2, 0x40, v), status::kSuccess);
