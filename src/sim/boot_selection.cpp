@@ -11,8 +11,6 @@
 namespace tbt::sim {
 namespace {
 
-constexpr int kExitUsage = 1 << 8;
-
 // Characters that a backslash escapes inside double quotes; before any other
 // character the backslash stays.
 bool escapableInDoubleQuotes(char c) { return c == '$' || c == '`' || c == '"' || c == '\\' || c == '\n'; }
@@ -91,7 +89,7 @@ int bootSelectionCommand(SimHost& host, const std::string& command) {
   std::string error;
   if (!parseBootSelection(command, &error)) {
     host.shellPrint(textf("bless: %s\n", error.c_str()));
-    return kExitUsage;
+    return kShellUsageError;
   }
   host.setScheduledBootEntry(command);
   return 0;

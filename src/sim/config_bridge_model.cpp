@@ -146,42 +146,28 @@ class ConfigBridge : public IecsDeviceModel {
 
 }  // namespace
 
-bool readBridges(JsonReader& in, const json& bridges, const std::string& path, const Router& owner) {
+bool readBridges(JsonReader& in, const json& bridges, const std::string& path, SimHost& host, Router& owner) {
   if (!in.anyObject(bridges, path)) return false;
   for (const auto& [key, bridge] : bridges.items()) {
     const std::string at = keyPath(path, key);
-    uint64_t bus = 0;
-    std::string form;
-    if (!in.key(key, at, UINT32_MAX, bus) || !in.object(bridge, at, {"form", "router"})) return false;
-    if (owner.iecsRegisterFile(static_cast<uint32_t>(bus), kBridgeDevice))
-      return in.fail(at, textf("bus %u device 3 is also described in \"iecs\"", static_cast<unsigned>(bus)));
-    auto formIt = bridge.find("form");
-    if (formIt == bridge.end()) return in.fail(keyPath(at, "form"), "required key is missing");
-    if (!in.string(*formIt, keyPath(at, "form"), form)) return false;
-    if (!formNamed(form)) return in.fail(keyPath(at, "form"), "must be \"direct\" or \"command\"");
-    auto routerIt = bridge.find("router");
-    if (routerIt == bridge.end()) return in.fail(keyPath(at, "router"), "required key is missing");
-    if (!readRouter(in, *routerIt, keyPath(at, "router"), owner.controllerIndex())) return false;
+    uint32_t bus = 0;
+    std::string formName;
+    if (!in.key(key, at, bus) || !in.object(bridge, at, {"form", "router"})) return false;
+    if (owner.iecsRegisterFile(bus, kBridgeDevice))
+      return in.fail(at, textf("bus %u device 3 is also described in \"iecs\"", bus));
+    const json* form = in.required(bridge, "form", at);
+    if (!form || !in.string(*form, keyPath(at, "form"), formName)) return false;
+    if (!formNamed(formName)) return in.fail(keyPath(at, "form"), "must be \"direct\" or \"command\"");
+    const json* farObject = in.required(bridge, "router", at);
+    std::unique_ptr<Router> far =
+        farObject ? readRouter(in, *farObject, keyPath(at, "router"), host, owner.controllerIndex()) : nullptr;
+    if (!far) return false;
+    // The far router's own bridges were attached as it was read.
+    attachIecsMailboxes(host, *far);
+    owner.attachIecsDevice(bus, kBridgeDevice,
+                           std::make_shared<ConfigBridge>(host, owner, bus, *formNamed(formName), std::move(far)));
   }
   return true;
-}
-
-void attachConfigBridges(SimHost& host, Router& router) {
-  auto bridges = router.description().find("bridges");
-  if (bridges == router.description().end()) return;
-  for (const auto& [key, bridge] : bridges->items()) {
-    JsonReader quiet;  // validated when the host was loaded
-    uint64_t bus = 0;
-    quiet.key(key, key, UINT32_MAX, bus);
-    const FormName* form = formNamed(bridge.at("form").get<std::string>());
-    std::unique_ptr<Router> far = readRouter(quiet, bridge.at("router"), key, router.controllerIndex());
-    if (!form || !far) continue;
-    attachIecsMailboxes(host, *far);
-    attachConfigBridges(host, *far);
-    router.attachIecsDevice(static_cast<uint32_t>(bus), kBridgeDevice,
-                            std::make_shared<ConfigBridge>(host, router, static_cast<uint32_t>(bus), *form,
-                                                           std::move(far)));
-  }
 }
 
 Router* farRouter(const Router& router, uint32_t bus) {

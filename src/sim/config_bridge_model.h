@@ -46,14 +46,13 @@ inline constexpr std::string_view kFaultConfigBridge = "config-bridge";
 /// Simulated time the command form takes for one access.
 inline constexpr uint64_t kBridgeCommandMicroseconds = 1000;
 
-/// Checks a router object's "bridges" (path is its key path); owner is the
-/// router read so far from the same object, whose "iecs" must not describe a
-/// bridge's (bus, 3). Returns false with one line in in.error() on bad input.
-bool readBridges(JsonReader& in, const nlohmann::json& bridges, const std::string& path, const Router& owner);
-
-/// Builds the far routers of router's "bridges" and attaches a bridge for
-/// each, giving the far routers their own mailboxes and bridges.
-void attachConfigBridges(SimHost& host, Router& router);
+/// Reads a router object's "bridges" (path is its key path) and attaches a
+/// bridge for each to owner, the router read so far from the same object
+/// (whose "iecs" must not describe a bridge's (bus, 3)); the far routers get
+/// their own mailboxes and bridges. Returns false with one line in
+/// in.error() on bad input.
+bool readBridges(JsonReader& in, const nlohmann::json& bridges, const std::string& path, SimHost& host,
+                 Router& owner);
 
 /// The far router behind the bridge on bus of router, or null.
 Router* farRouter(const Router& router, uint32_t bus);

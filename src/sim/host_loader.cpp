@@ -9,45 +9,38 @@ namespace {
 
 using nlohmann::json;
 
-/// Runs read on v[key] when present; true when absent or read well.
-template <typename Read>
-bool optionalKey(const json& v, const char* key, const std::string& path, Read&& read) {
-  auto it = v.find(key);
-  return it == v.end() || read(*it, keyPath(path, key));
-}
-
 bool readFacts(JsonReader& in, const json& doc, HostFacts& f) {
-  std::string text;
-  auto optionalString = [&](const char* key, const json& obj, const std::string& path,
+  auto optionalString = [&](const json& obj, const char* key, const std::string& path,
                             std::optional<std::string>& out) {
-    return optionalKey(obj, key, path, [&](const json& v, const std::string& p) {
-      if (!in.string(v, p, text)) return false;
-      out = text;
-      return true;
+    return in.optional(obj, key, path, [&](const json& v, const std::string& p) {
+      std::string text;
+      return in.string(v, p, text) && (out = std::move(text), true);
     });
   };
-  bool ok = optionalString("board-id", doc, "", f.boardId) && optionalString("boot-disk", doc, "", f.bootDisk) &&
-            optionalKey(doc, "lid-closed", "", [&](const json& v, const std::string& p) {
-              return in.boolean(v, p, f.lidClosed);
-            });
-  ok = ok && optionalKey(doc, "rom", "", [&](const json& v, const std::string& p) {
-         f.hasRom = true;
-         return in.object(v, p, {"version", "vendor"}) && optionalString("version", v, p, f.romVersion) &&
-                optionalString("vendor", v, p, f.romVendor);
-       });
-  return ok && optionalKey(doc, "batteries", "", [&](const json& v, const std::string& p) {
+  auto battery = [&](const json& v, const std::string& at) {
+    std::optional<bool> external;
+    if (!in.object(v, at, {"external-connected"}) ||
+        !in.optional(v, "external-connected", at, [&](const json& x, const std::string& p) {
+          bool value = false;
+          return in.boolean(x, p, value) && (external = value, true);
+        }))
+      return false;
+    f.batteries.push_back(external);
+    return true;
+  };
+  return optionalString(doc, "board-id", "", f.boardId) && optionalString(doc, "boot-disk", "", f.bootDisk) &&
+         in.optional(doc, "lid-closed", "", [&](const json& v, const std::string& p) {
+           return in.boolean(v, p, f.lidClosed);
+         }) &&
+         in.optional(doc, "rom", "", [&](const json& v, const std::string& p) {
+           f.hasRom = true;
+           return in.object(v, p, {"version", "vendor"}) && optionalString(v, "version", p, f.romVersion) &&
+                  optionalString(v, "vendor", p, f.romVendor);
+         }) &&
+         in.optional(doc, "batteries", "", [&](const json& v, const std::string& p) {
            if (!in.array(v, p)) return false;
-           for (size_t i = 0; i < v.size(); ++i) {
-             std::string at = indexPath(p, i);
-             std::optional<bool> external;
-             bool value = false;
-             if (!in.object(v[i], at, {"external-connected"})) return false;
-             if (v[i].contains("external-connected")) {
-               if (!in.boolean(v[i]["external-connected"], keyPath(at, "external-connected"), value)) return false;
-               external = value;
-             }
-             f.batteries.push_back(external);
-           }
+           for (size_t i = 0; i < v.size(); ++i)
+             if (!battery(v[i], indexPath(p, i))) return false;
            return true;
          });
 }
@@ -68,23 +61,20 @@ bool readControllers(JsonReader& in, const json& v, const std::string& path, Sim
     std::string at = indexPath(path, c);
     if (!in.object(v[c], at, {"interface-version", "routers"})) return false;
     Controller controller;
-    uint64_t version = 2;
-    bool ok = optionalKey(v[c], "interface-version", at, [&](const json& x, const std::string& p) {
-      return in.number(x, p, UINT32_MAX, version) &&
-             (version == 1 || version == 2 || in.fail(p, "must be 1 or 2"));
-    });
-    controller.interfaceVersion = static_cast<uint32_t>(version);
     std::vector<LoadedRouter> routers;
-    ok = ok && optionalKey(v[c], "routers", at, [&](const json& list, const std::string& p) {
-           if (!in.array(list, p)) return false;
-           for (size_t r = 0; r < list.size(); ++r) {
-             std::string rp = indexPath(p, r);
-             auto router = readRouter(in, list[r], rp, c);
-             if (!router) return false;
-             routers.push_back({std::move(router), rp});
-           }
-           return true;
-         });
+    bool ok = in.optional(v[c], "interface-version", at, [&](const json& x, const std::string& p) {
+      return in.number(x, p, controller.interfaceVersion) &&
+             (controller.interfaceVersion == 1 || controller.interfaceVersion == 2 || in.fail(p, "must be 1 or 2"));
+    }) && in.optional(v[c], "routers", at, [&](const json& list, const std::string& p) {
+      if (!in.array(list, p)) return false;
+      for (size_t r = 0; r < list.size(); ++r) {
+        std::string rp = indexPath(p, r);
+        auto router = readRouter(in, list[r], rp, host, c);
+        if (!router) return false;
+        routers.push_back({std::move(router), rp});
+      }
+      return true;
+    });
     if (!ok || !placeRouters(in, routers, controller)) return false;
     host.controllers().push_back(std::move(controller));
   }
@@ -95,32 +85,18 @@ bool readFault(JsonReader& in, const json& v, const std::string& path, Fault& f)
   if (!in.object(v, path, {"op", "controller", "route", "port", "space", "index", "bus", "device", "address",
                            "status", "skip", "times"}))
     return false;
-  auto it = v.find("op");
-  if (it == v.end()) return in.fail(keyPath(path, "op"), "required key is missing");
-  if (!in.string(*it, keyPath(path, "op"), f.op)) return false;
+  const json* op = in.required(v, "op", path);
+  if (!op || !in.string(*op, keyPath(path, "op"), f.op)) return false;
   if (!isKnownFaultOp(f.op)) return in.fail(keyPath(path, "op"), textf("unknown operation \"%s\"", f.op.c_str()));
-  auto u32 = [&](const char* key, std::optional<uint32_t>& out) {
-    return optionalKey(v, key, path, [&](const json& x, const std::string& p) {
-      uint64_t n = 0;
-      if (!in.number(x, p, UINT32_MAX, n)) return false;
-      out = static_cast<uint32_t>(n);
-      return true;
-    });
+  auto number = [&](const char* key, auto& out) {
+    return in.optional(v, key, path, [&](const json& x, const std::string& p) { return in.number(x, p, out); });
   };
-  uint64_t n = 0;
-  bool ok = optionalKey(v, "controller", path, [&](const json& x, const std::string& p) {
-              return in.number(x, p, UINT32_MAX, n) && (f.controller = n, true);
-            }) &&
-            optionalKey(v, "route", path, [&](const json& x, const std::string& p) {
-              return in.number(x, p, UINT64_MAX, n) && (f.route = n, true);
-            }) &&
-            u32("port", f.port) && u32("space", f.space) && u32("index", f.index) && u32("bus", f.bus) &&
-            u32("device", f.device) && u32("address", f.address);
-  return ok && optionalKey(v, "status", path, [&](const json& x, const std::string& p) {
-           return in.number(x, p, UINT32_MAX, n) && (f.status = static_cast<Status>(n), true);
-         }) && optionalKey(v, "skip", path, [&](const json& x, const std::string& p) {
-           return in.number(x, p, UINT64_MAX, n) && (f.skip = n, true);
-         }) && optionalKey(v, "times", path, [&](const json& x, const std::string& p) {
+  return in.optional(v, "controller", path,
+                     [&](const json& x, const std::string& p) { return in.number(x, p, f.controller, UINT32_MAX); }) &&
+         number("route", f.route) && number("port", f.port) && number("space", f.space) && number("index", f.index) &&
+         number("bus", f.bus) && number("device", f.device) && number("address", f.address) &&
+         number("status", f.status) && number("skip", f.skip) &&
+         in.optional(v, "times", path, [&](const json& x, const std::string& p) {
            return in.signedNumber(x, p, -1, f.times);
          });
 }
@@ -143,13 +119,13 @@ std::unique_ptr<SimHost> loadMachine(const json& doc, JsonReader& in) {
     return nullptr;
   auto host = std::make_unique<SimHost>();
   uint64_t latency = host->accessLatencyMicroseconds();
-  bool ok = readFacts(in, doc, host->facts()) &&
-            optionalKey(doc, "nvram", "", [&](const json& v, const std::string& p) { return readNvram(in, v, p, *host); }) &&
-            optionalKey(doc, "access-latency-us", "",
-                        [&](const json& v, const std::string& p) { return in.number(v, p, UINT32_MAX, latency); }) &&
-            optionalKey(doc, "controllers", "",
-                        [&](const json& v, const std::string& p) { return readControllers(in, v, p, *host); }) &&
-            optionalKey(doc, "faults", "", [&](const json& v, const std::string& p) { return readFaults(in, v, p, *host); });
+  auto section = [&](const char* key, auto&& read) {
+    return in.optional(doc, key, "", [&](const json& v, const std::string& p) { return read(in, v, p, *host); });
+  };
+  bool ok = readFacts(in, doc, host->facts()) && section("nvram", readNvram) &&
+            in.optional(doc, "access-latency-us", "",
+                        [&](const json& v, const std::string& p) { return in.number(v, p, latency, UINT32_MAX); }) &&
+            section("controllers", readControllers) && section("faults", readFaults);
   if (!ok) return nullptr;
   host->setAccessLatencyMicroseconds(latency);
   host->setDocument(doc);

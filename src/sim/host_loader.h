@@ -20,15 +20,10 @@ struct LoadedRouter {
 /// Reads the whole host file into a machine; null with in.error() on bad input.
 std::unique_ptr<SimHost> loadMachine(const nlohmann::json& doc, JsonReader& in);
 
-/// Reads one router object (everything but its place in the topology).
-std::unique_ptr<Router> readRouter(JsonReader& in, const nlohmann::json& v, const std::string& path,
+/// Reads one router object of a controller of host (everything but its
+/// place in the topology; its configuration bridges are attached).
+std::unique_ptr<Router> readRouter(JsonReader& in, const nlohmann::json& v, const std::string& path, SimHost& host,
                                    size_t controller);
-
-/// The host-file object of a router's adapter, or null when the file does not
-/// describe it.
-const nlohmann::json* portObject(const Router& router, uint32_t port);
-/// True when the file marks the adapter as leading to another host ("xdomain": true).
-bool portLeadsToHost(const Router& router, uint32_t port);
 
 /// Places a controller's routers by route: checks that each hangs from an
 /// existing lane adapter of an existing router, fills in what the file leaves

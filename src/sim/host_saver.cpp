@@ -93,7 +93,7 @@ std::string hostJson(const SimHost& host) {
       for (auto& routerDoc : controllers[c]["routers"]) {
         JsonReader quiet;
         uint64_t route = 0;
-        quiet.number(routerDoc["route"], "", UINT64_MAX, route);
+        quiet.number(routerDoc["route"], "", route);
         if (const Router* r = host.router(c, route)) saveRouter(*r, routerDoc);
       }
     }

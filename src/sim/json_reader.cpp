@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 
 #include "platform/text.h"
 
@@ -11,26 +12,13 @@ namespace {
 
 constexpr const char* kNumberForm = "expected a number (a JSON integer or a \"0x...\" string)";
 
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-/// Parses digits in base 10 or 16 into out; false on an empty text, a bad
-/// digit or an overflow of 64 bits.
-bool parseDigits(std::string_view digits, unsigned base, uint64_t& out) {
-  if (digits.empty()) return false;
-  uint64_t v = 0;
-  for (char c : digits) {
-    int d = hexValue(c);
-    if (d < 0 || static_cast<unsigned>(d) >= base) return false;
-    if (v > (UINT64_MAX - static_cast<unsigned>(d)) / base) return false;
-    v = v * base + static_cast<unsigned>(d);
-  }
-  out = v;
-  return true;
+/// Parses the whole of digits in base 10 or 16 into out; false on an empty
+/// text, a bad digit or an overflow.
+template <typename T>
+bool parseDigits(std::string_view digits, int base, T& out) {
+  const char* end = digits.data() + digits.size();
+  auto [stop, error] = std::from_chars(digits.data(), end, out, base);
+  return !digits.empty() && error == std::errc() && stop == end;
 }
 
 bool isHexText(std::string_view s) { return s.size() > 2 && s.substr(0, 2) == "0x"; }
@@ -46,6 +34,13 @@ std::string indexPath(const std::string& path, size_t i) { return textf("%s[%zu]
 bool JsonReader::fail(const std::string& path, const std::string& reason) {
   if (error_.empty()) error_ = (path.empty() ? std::string("host file") : path) + ": " + reason;
   return false;
+}
+
+const nlohmann::json* JsonReader::required(const nlohmann::json& v, const char* key, const std::string& path) {
+  auto it = v.find(key);
+  if (it != v.end()) return &*it;
+  fail(keyPath(path, key), "required key is missing");
+  return nullptr;
 }
 
 bool JsonReader::anyObject(const nlohmann::json& v, const std::string& path) {
@@ -76,22 +71,22 @@ bool JsonReader::boolean(const nlohmann::json& v, const std::string& path, bool&
   return true;
 }
 
-bool JsonReader::number(const nlohmann::json& v, const std::string& path, uint64_t max, uint64_t& out) {
+std::optional<uint64_t> JsonReader::readNumber(const nlohmann::json& v, const std::string& path, uint64_t max) {
   uint64_t n = 0;
   if (v.is_number_unsigned()) {
     n = v.get<uint64_t>();
   } else if (v.is_number_integer()) {
-    return fail(path, "expected a number that is not negative");
-  } else if (v.is_string()) {
-    const auto& s = v.get_ref<const std::string&>();
-    if (!isHexText(s) || !parseDigits(std::string_view(s).substr(2), 16, n)) return fail(path, kNumberForm);
-  } else {
-    return fail(path, kNumberForm);
+    return fail(path, "expected a number that is not negative"), std::nullopt;
+  } else if (!v.is_string() || !isHexText(v.get_ref<const std::string&>()) ||
+             !parseDigits(std::string_view(v.get_ref<const std::string&>()).substr(2), 16, n)) {
+    return fail(path, kNumberForm), std::nullopt;
   }
-  if (n > max) return fail(path, textf("0x%llx is above the largest value 0x%llx", static_cast<unsigned long long>(n),
-                                       static_cast<unsigned long long>(max)));
-  out = n;
-  return true;
+  if (n > max) {
+    fail(path, textf("0x%llx is above the largest value 0x%llx", static_cast<unsigned long long>(n),
+                     static_cast<unsigned long long>(max)));
+    return std::nullopt;
+  }
+  return n;
 }
 
 bool JsonReader::signedNumber(const nlohmann::json& v, const std::string& path, int64_t min, int64_t& out) {
@@ -102,20 +97,18 @@ bool JsonReader::signedNumber(const nlohmann::json& v, const std::string& path, 
     out = n;
     return true;
   }
-  uint64_t n = 0;
-  if (!number(v, path, INT64_MAX, n)) return false;
-  out = static_cast<int64_t>(n);
-  return true;
+  return number(v, path, out);
 }
 
-bool JsonReader::key(const std::string& text, const std::string& path, uint64_t max, uint64_t& out) {
+std::optional<uint64_t> JsonReader::readKey(const std::string& text, const std::string& path, uint64_t max) {
   uint64_t n = 0;
   bool ok = isHexText(text) ? parseDigits(std::string_view(text).substr(2), 16, n) : parseDigits(text, 10, n);
-  if (!ok) return fail(path, "expected a decimal or 0x-hex number as the key");
-  if (n > max) return fail(path, textf("key %s is above the largest value 0x%llx", text.c_str(),
-                                       static_cast<unsigned long long>(max)));
-  out = n;
-  return true;
+  if (!ok) return fail(path, "expected a decimal or 0x-hex number as the key"), std::nullopt;
+  if (n > max) {
+    fail(path, textf("key %s is above the largest value 0x%llx", text.c_str(), static_cast<unsigned long long>(max)));
+    return std::nullopt;
+  }
+  return n;
 }
 
 bool JsonReader::bytes(const nlohmann::json& v, const std::string& path, std::vector<uint8_t>& out) {
@@ -128,19 +121,18 @@ bool JsonReader::bytes(const nlohmann::json& v, const std::string& path, std::ve
     return true;
   }
   if (s.substr(0, 2) == "0x") s.remove_prefix(2);
-  int high = -1;
-  for (char c : s) {
-    if (std::isspace(static_cast<unsigned char>(c)) && high < 0) continue;
-    int d = hexValue(c);
-    if (d < 0) return fail(path, form);
-    if (high < 0) {
-      high = d;
-    } else {
-      out.push_back(static_cast<uint8_t>(high * 16 + d));
-      high = -1;
+  // Digit pairs, with white space allowed between two pairs.
+  while (!s.empty()) {
+    if (std::isspace(static_cast<unsigned char>(s[0]))) {
+      s.remove_prefix(1);
+      continue;
     }
+    uint8_t byte = 0;
+    if (s.size() == 1 && std::isxdigit(static_cast<unsigned char>(s[0]))) return fail(path, "odd number of hex digits");
+    if (!parseDigits(s.substr(0, 2), 16, byte)) return fail(path, form);
+    out.push_back(byte);
+    s.remove_prefix(2);
   }
-  if (high >= 0) return fail(path, "odd number of hex digits");
   return true;
 }
 
@@ -148,11 +140,10 @@ bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, Dwor
   if (!anyObject(v, path)) return false;
   for (const auto& [k, value] : v.items()) {
     std::string at = keyPath(path, k);
-    uint64_t index = 0, word = 0;
-    if (!key(k, at, UINT32_MAX, index) || !number(value, at, UINT32_MAX, word)) return false;
-    if (store.isSet(static_cast<uint32_t>(index)))
-      return fail(at, textf("double word %llu given twice", static_cast<unsigned long long>(index)));
-    store.write(static_cast<uint32_t>(index), static_cast<uint32_t>(word));
+    uint32_t index = 0, word = 0;
+    if (!key(k, at, index) || !number(value, at, word)) return false;
+    if (store.isSet(index)) return fail(at, textf("double word %u given twice", index));
+    store.write(index, word);
   }
   return true;
 }
@@ -162,8 +153,8 @@ bool JsonReader::byteMap(const nlohmann::json& v, const std::string& path, ByteM
   std::vector<uint8_t> data;
   for (const auto& [k, value] : v.items()) {
     std::string at = keyPath(path, k);
-    uint64_t address = 0;
-    if (!key(k, at, UINT32_MAX, address) || !bytes(value, at, data)) return false;
+    uint32_t address = 0;
+    if (!key(k, at, address) || !bytes(value, at, data)) return false;
     if (!memory.write(address, data))
       return fail(at, textf("%zu bytes at 0x%llx run past the end (size 0x%llx)", data.size(),
                             static_cast<unsigned long long>(address), static_cast<unsigned long long>(memory.size())));

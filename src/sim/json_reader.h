@@ -5,6 +5,8 @@
 // error is kept. Nothing here throws.
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +18,11 @@
 
 namespace tbt::sim {
 
+/// path + "." + key, or key alone at the top.
+std::string keyPath(const std::string& path, std::string_view key);
+/// path + "[i]".
+std::string indexPath(const std::string& path, size_t i);
+
 class JsonReader {
  public:
   /// Records "<path>: <reason>" unless an error is already recorded; returns false.
@@ -23,6 +30,15 @@ class JsonReader {
   bool failed() const { return !error_.empty(); }
   const std::string& error() const { return error_; }
 
+  /// Runs read(v[key], path of the key) when v has the key; true when it has
+  /// not or read succeeded.
+  template <typename Read>
+  bool optional(const nlohmann::json& v, const char* key, const std::string& path, Read&& read) {
+    auto it = v.find(key);
+    return it == v.end() || read(*it, keyPath(path, key));
+  }
+  /// v[key], or null with an error when v lacks the required key.
+  const nlohmann::json* required(const nlohmann::json& v, const char* key, const std::string& path);
   /// True when v is an object whose keys are all in allowed (else an error
   /// naming the first unknown key).
   bool object(const nlohmann::json& v, const std::string& path, std::initializer_list<std::string_view> allowed);
@@ -31,12 +47,20 @@ class JsonReader {
   bool array(const nlohmann::json& v, const std::string& path);
   bool string(const nlohmann::json& v, const std::string& path, std::string& out);
   bool boolean(const nlohmann::json& v, const std::string& path, bool& out);
-  /// A number: a non-negative JSON integer or a "0x..." string, at most max.
-  bool number(const nlohmann::json& v, const std::string& path, uint64_t max, uint64_t& out);
+  /// A number: a non-negative JSON integer or a "0x..." string, at most max
+  /// (by default the most that out holds).
+  template <typename T>
+  bool number(const nlohmann::json& v, const std::string& path, T& out, uint64_t max = limit<T>()) {
+    return stored(readNumber(v, path, max), out);
+  }
   /// Like number, and also a negative JSON integer down to min.
   bool signedNumber(const nlohmann::json& v, const std::string& path, int64_t min, int64_t& out);
-  /// A map key that is a number in decimal ("16") or 0x-hex ("0x10"), at most max.
-  bool key(const std::string& text, const std::string& path, uint64_t max, uint64_t& out);
+  /// A map key that is a number in decimal ("16") or 0x-hex ("0x10"), at most
+  /// max (by default the most that out holds).
+  template <typename T>
+  bool key(const std::string& text, const std::string& path, T& out, uint64_t max = limit<T>()) {
+    return stored(readKey(text, path, max), out);
+  }
   /// A byte string: hex digit pairs (spaces allowed, an optional 0x prefix) or
   /// "ASCII:" followed by the characters to store.
   bool bytes(const nlohmann::json& v, const std::string& path, std::vector<uint8_t>& out);
@@ -52,12 +76,24 @@ class JsonReader {
   bool property(const nlohmann::json& v, const std::string& path, Property& out);
 
  private:
+  template <typename T>
+  static constexpr uint64_t limit() {
+    if constexpr (requires { typename T::value_type; }) return std::numeric_limits<typename T::value_type>::max();
+    else return std::numeric_limits<T>::max();
+  }
+  /// Stores a number read (nullopt: an error was recorded) into out, an
+  /// integer or an optional integer.
+  template <typename T>
+  static bool stored(std::optional<uint64_t> n, T& out) {
+    if (!n) return false;
+    if constexpr (requires { typename T::value_type; }) out = static_cast<typename T::value_type>(*n);
+    else out = static_cast<T>(*n);
+    return true;
+  }
+  std::optional<uint64_t> readNumber(const nlohmann::json& v, const std::string& path, uint64_t max);
+  std::optional<uint64_t> readKey(const std::string& text, const std::string& path, uint64_t max);
+
   std::string error_;
 };
-
-/// path + "." + key, or key alone at the top.
-std::string keyPath(const std::string& path, std::string_view key);
-/// path + "[i]".
-std::string indexPath(const std::string& path, size_t i);
 
 }  // namespace tbt::sim

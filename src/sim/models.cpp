@@ -41,7 +41,6 @@ Status I2cRegisterFile::transfer(const uint8_t* writeData, uint32_t writeLength,
 void attachModels(SimHost& host) {
   // A model attached later is asked first.
   for (Router* router : host.routers()) {
-    attachConfigBridges(host, *router);
     attachEepromPins(host, *router);
     attachIecsMailboxes(host, *router);
     attachNvmMailbox(host, *router);

@@ -12,17 +12,18 @@
 //   - IecsDeviceModel: answers IECS transfers of one (bus, device) of a router.
 //   - I2cDeviceModel: answers I2C transactions at one address of a router.
 //
-// attachModels runs once a host has been loaded (its registry is derived
-// afterwards) and hands each router to every model's attach function, which
-// walks the capability chain in the router's stored device space, looks at
-// the router's host-file description, and attaches what the hardware has.
-// A new model adds its attach function and its fault operations there.
+// Plain storage comes from the host file (router_loader.cpp); attachModels
+// runs once a host has been loaded (its registry is derived afterwards) and
+// hands each router to every model's attach function, which walks the
+// capability chain in the router's stored device space and attaches what the
+// hardware has. A new model adds its attach function and its fault
+// operations there. (A configuration bridge brings a router of its own from
+// the host file, so it is attached as the file is read: see readBridges.)
 //
 // A model keeps references to its SimHost and Router: both outlive every model
 // attached to them. It reaches the virtual clock through SimHost (so a busy bit
-// can clear once simulated time has passed), the raw store through
-// Router::peek/poke, and the router's host-file object through
-// Router::description().
+// can clear once simulated time has passed) and the raw store through
+// Router::peek/poke.
 #include <cstdint>
 #include <string_view>
 

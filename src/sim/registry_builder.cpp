@@ -4,7 +4,6 @@
 // connected lane adapter) the downstream router's upstream port -> that
 // router's switch -> its other ports, and so on; a lane adapter that leads to
 // another host gets an "IOThunderboltXDomainLink" child.
-#include "host_loader.h"
 #include "platform/text.h"
 #include "sim/register_fields.h"
 #include "sim/sim_host.h"
@@ -14,20 +13,12 @@ namespace tbt::sim {
 
 namespace {
 
-using nlohmann::json;
-
-/// Applies a host-file "registry" object over the derived properties: given
-/// values replace, null removes.
-void applyRegistry(SimNode& node, const json* owner) {
-  if (!owner || !owner->is_object()) return;
-  auto it = owner->find("registry");
-  if (it == owner->end()) return;
-  PropertyDict set;
-  std::vector<std::string> removed;
-  JsonReader in;  // validated when the host was loaded
-  in.properties(*it, "registry", set, removed);
-  for (const auto& [k, v] : set.items()) node.properties().set(k, v);
-  for (const auto& k : removed) node.properties().erase(k);
+/// Applies the host file's registry properties over the derived ones: given
+/// values replace, left-out keys go.
+void applyRegistry(SimNode& node, const RegistryOverrides* overrides) {
+  if (!overrides) return;
+  for (const auto& [k, v] : overrides->set.items()) node.properties().set(k, v);
+  for (const auto& k : overrides->removed) node.properties().erase(k);
 }
 
 class TreeBuilder {
@@ -77,7 +68,7 @@ class TreeBuilder {
       props.set("Peer Port Route String", Property::number(peer->route()));
       props.set("Peer Port Number", Property::number(peerPort));
     }
-    applyRegistry(*node, portObject(r, port));
+    applyRegistry(*node, r.portRegistry(port));
     return node;
   }
 
@@ -86,7 +77,7 @@ class TreeBuilder {
                                                              static_cast<unsigned long long>(r.route())));
     sw->properties().set("Route String", Property::number(r.route()));
     sw->properties().set("Depth", Property::number(r.depth()));
-    applyRegistry(*sw, &r.description());
+    applyRegistry(*sw, &r.registry());
     uint32_t skip = r.route() == 0 ? hostInterface_ : r.upstreamPort();
     for (uint32_t p : r.ports()) {
       if (p == skip) continue;
@@ -94,7 +85,7 @@ class TreeBuilder {
       if (const Router* child = childAt(r, p)) {
         auto childPort = addPort(*port, *child, child->upstreamPort());
         addSwitch(*childPort, *child);
-      } else if (portLeadsToHost(r, p)) {
+      } else if (r.leadsToHost(p)) {
         port->addChild("IOThunderboltXDomainLink", "IOThunderboltXDomainLink");
       }
     }

@@ -4,14 +4,7 @@
 
 #include "sim/register_fields.h"
 
-#include <nlohmann/json.hpp>
-
 namespace tbt::sim {
-
-Router::Router(size_t controllerIndex, uint64_t route, const nlohmann::json& description)
-    : controller_(controllerIndex), route_(route), description_(std::make_unique<nlohmann::json>(description)) {}
-
-Router::~Router() = default;
 
 unsigned Router::depth() const {
   unsigned d = 0;
@@ -48,6 +41,11 @@ bool Router::hasPort(uint32_t port) const { return std::binary_search(ports_.beg
 void Router::addPort(uint32_t port) {
   auto it = std::lower_bound(ports_.begin(), ports_.end(), port);
   if (it == ports_.end() || *it != port) ports_.insert(it, port);
+}
+
+const RegistryOverrides* Router::portRegistry(uint32_t port) const {
+  auto it = portRegistry_.find(port);
+  return it == portRegistry_.end() ? nullptr : &it->second;
 }
 
 uint32_t Router::peek(uint32_t port, uint32_t space, uint32_t index) const {
@@ -106,13 +104,6 @@ IecsRegisterFile& Router::ensureIecsRegisterFile(uint32_t bus, uint32_t device) 
   return *slot.file;
 }
 
-std::vector<std::pair<uint32_t, uint32_t>> Router::iecsRegisterFiles() const {
-  std::vector<std::pair<uint32_t, uint32_t>> out;
-  for (const auto& [key, slot] : iecs_)
-    if (slot.file) out.push_back(key);
-  return out;
-}
-
 I2cDeviceModel* Router::i2cDevice(uint32_t address) const {
   auto it = i2c_.find(address);
   return it == i2c_.end() ? nullptr : it->second.device.get();
@@ -135,14 +126,5 @@ I2cRegisterFile& Router::ensureI2cRegisterFile(uint32_t address) {
   }
   return *slot.file;
 }
-
-std::vector<uint32_t> Router::i2cRegisterFiles() const {
-  std::vector<uint32_t> out;
-  for (const auto& [address, slot] : i2c_)
-    if (slot.file) out.push_back(address);
-  return out;
-}
-
-const nlohmann::json& Router::description() const { return *description_; }
 
 }  // namespace tbt::sim

@@ -7,12 +7,13 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include <nlohmann/json_fwd.hpp>
-
+#include "platform/property.h"
 #include "platform/status.h"
 #include "sim/memory.h"
 #include "sim/models.h"
@@ -24,6 +25,8 @@ inline constexpr uint32_t kPortSpace = 1;
 inline constexpr uint32_t kDeviceSpace = 2;
 inline constexpr uint32_t kCounterSpace = 3;
 inline constexpr uint32_t kSpaceCount = 4;
+/// Adapter numbers are six bits wide in every router.
+inline constexpr uint32_t kMaxAdapter = 63;
 
 /// A configuration double word's address as one number: adapter in bits
 /// 55..40, space in bits 39..32, double-word index below (adapter numbers are
@@ -32,12 +35,17 @@ constexpr uint64_t configAddress(uint32_t port, uint32_t space, uint32_t index) 
   return uint64_t{port & 0xffff} << 40 | uint64_t{space & 0xff} << 32 | index;
 }
 
+/// Registry properties a host file gives for an entry: set over the derived
+/// ones, and the keys it leaves out.
+struct RegistryOverrides {
+  PropertyDict set;
+  std::vector<std::string> removed;
+};
+
 class Router {
  public:
-  /// A router at route on controller controllerIndex, described by its
-  /// host-file object (kept for models and for saving).
-  Router(size_t controllerIndex, uint64_t route, const nlohmann::json& description);
-  ~Router();
+  /// A router at route on controller controllerIndex.
+  Router(size_t controllerIndex, uint64_t route) : controller_(controllerIndex), route_(route) {}
   Router(const Router&) = delete;
   Router& operator=(const Router&) = delete;
 
@@ -61,6 +69,15 @@ class Router {
   bool hasPort(uint32_t port) const;
   /// Adds an adapter to the described ones (the loader does this).
   void addPort(uint32_t port);
+  /// True when the adapter leads to another host ("xdomain").
+  bool leadsToHost(uint32_t port) const { return hostLinks_.count(port) != 0; }
+  void setLeadsToHost(uint32_t port) { hostLinks_.insert(port); }
+  /// The registry properties the host file gives for the router's switch entry.
+  RegistryOverrides& registry() { return registry_; }
+  const RegistryOverrides& registry() const { return registry_; }
+  /// Those it gives for an adapter's port entry (null: none given).
+  RegistryOverrides& portRegistry(uint32_t port) { return portRegistry_[port]; }
+  const RegistryOverrides* portRegistry(uint32_t port) const;
 
   /// The stored double word, models bypassed (0 when never written).
   uint32_t peek(uint32_t port, uint32_t space, uint32_t index) const;
@@ -102,19 +119,12 @@ class Router {
   void attachIecsDevice(uint32_t bus, uint32_t device, std::shared_ptr<IecsDeviceModel> model);
   /// The plain register file at (bus, device), created when absent.
   IecsRegisterFile& ensureIecsRegisterFile(uint32_t bus, uint32_t device);
-  /// Every (bus, device) with a plain register file, ascending.
-  std::vector<std::pair<uint32_t, uint32_t>> iecsRegisterFiles() const;
 
   /// The I2C device at address, or null when none answers there.
   I2cDeviceModel* i2cDevice(uint32_t address) const;
   I2cRegisterFile* i2cRegisterFile(uint32_t address) const;
   void attachI2cDevice(uint32_t address, std::shared_ptr<I2cDeviceModel> model);
   I2cRegisterFile& ensureI2cRegisterFile(uint32_t address);
-  std::vector<uint32_t> i2cRegisterFiles() const;
-
-  /// The router's object in the host file (as loaded; models read their own
-  /// keys, for example "eeprom" or "nvm", from it).
-  const nlohmann::json& description() const;
 
  private:
   /// The most recently attached model that handles the address, or null.
@@ -123,6 +133,9 @@ class Router {
   size_t controller_;
   uint64_t route_;
   std::vector<uint32_t> ports_;
+  std::set<uint32_t> hostLinks_;
+  RegistryOverrides registry_;
+  std::map<uint32_t, RegistryOverrides> portRegistry_;
   std::unordered_map<uint64_t, uint32_t> registers_;  // by configAddress
   std::vector<std::shared_ptr<RegisterModel>> models_;
   std::optional<ByteMemory> eeprom_;
@@ -138,7 +151,6 @@ class Router {
     std::shared_ptr<I2cRegisterFile> file;
   };
   std::map<uint32_t, I2c> i2c_;
-  std::unique_ptr<nlohmann::json> description_;
 };
 
 }  // namespace tbt::sim

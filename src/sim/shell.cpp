@@ -3,6 +3,7 @@
 // standard handlers model the firmware-variable tool, the restart command and
 // the boot-selection command; tests may add their own.
 #include <cctype>
+#include <charconv>
 
 #include "platform/text.h"
 #include "sim/boot_selection.h"
@@ -12,42 +13,23 @@ namespace tbt::sim {
 
 namespace {
 
-constexpr int kExitUsage = 1 << 8;
 constexpr int kExitNotFound = 127 << 8;  // what a shell returns when it cannot find the command
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-/// A variable's printed form: printable characters as they are, every other
-/// byte (and '%' itself) as %hh.
-std::string escapeValue(const std::string& value) {
-  std::string out;
-  for (unsigned char c : value) {
-    if (c >= 0x20 && c < 0x7f && c != '%') out += static_cast<char>(c);
-    else appendf(out, "%%%02x", c);
-  }
-  return out;
-}
 
 int nvramCommand(SimHost& host, const std::string& command) {
   auto words = splitShellWords(command).words;
   auto& store = host.nvram();
   if (words.size() < 2) {
     host.shellPrint("usage: nvram [-p] [-d name] [name[=value] ...]\n");
-    return kExitUsage;
+    return kShellUsageError;
   }
   for (size_t i = 1; i < words.size(); ++i) {
     const std::string& w = words[i];
     if (w == "-p") {
-      for (const auto& [name, value] : store) host.shellPrint(textf("%s\t%s\n", name.c_str(), escapeValue(value).c_str()));
+      for (const auto& [name, value] : store) host.shellPrint(textf("%s\t%s\n", name.c_str(), encodeNvramValue(value).c_str()));
     } else if (w == "-d") {
       if (++i == words.size()) {
         host.shellPrint("nvram: missing variable name after -d\n");
-        return kExitUsage;
+        return kShellUsageError;
       }
       store.erase(words[i]);  // deleting an absent variable is not an error
     } else if (auto eq = w.find('='); eq != std::string::npos && eq > 0) {
@@ -56,12 +38,12 @@ int nvramCommand(SimHost& host, const std::string& command) {
       auto it = store.find(w);
       if (it == store.end()) {
         host.shellPrint(textf("nvram: Error getting variable - '%s': data was not found\n", w.c_str()));
-        return kExitUsage;
+        return kShellUsageError;
       }
-      host.shellPrint(textf("%s\t%s\n", w.c_str(), escapeValue(it->second).c_str()));
+      host.shellPrint(textf("%s\t%s\n", w.c_str(), encodeNvramValue(it->second).c_str()));
     } else {
       host.shellPrint(textf("nvram: bad argument '%s'\n", w.c_str()));
-      return kExitUsage;
+      return kShellUsageError;
     }
   }
   return 0;
@@ -74,7 +56,7 @@ int shutdownCommand(SimHost& host, const std::string& command) {
     return 0;
   }
   host.shellPrint("usage: shutdown -r now\n");
-  return kExitUsage;
+  return kShellUsageError;
 }
 
 bool startsWithWord(const std::string& line, const std::string& prefix) {
@@ -87,11 +69,10 @@ bool startsWithWord(const std::string& line, const std::string& prefix) {
 std::string decodeNvramValue(std::string_view text) {
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
-    bool escaped = text[i] == '%' && i + 2 < text.size();
-    int hi = escaped ? hexDigit(text[i + 1]) : -1;
-    int lo = escaped ? hexDigit(text[i + 2]) : -1;
-    if (hi >= 0 && lo >= 0) {
-      out += static_cast<char>(hi * 16 + lo);
+    uint8_t byte = 0;
+    const char* digits = text.data() + i + 1;
+    if (text[i] == '%' && i + 2 < text.size() && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      out += static_cast<char>(byte);
       i += 2;
     } else {
       out += text[i];
@@ -100,7 +81,14 @@ std::string decodeNvramValue(std::string_view text) {
   return out;
 }
 
-std::string encodeNvramValue(std::string_view value) { return escapeValue(std::string(value)); }
+std::string encodeNvramValue(std::string_view value) {
+  std::string out;
+  for (unsigned char c : value) {
+    if (c >= 0x20 && c < 0x7f && c != '%') out += static_cast<char>(c);
+    else appendf(out, "%%%02x", c);
+  }
+  return out;
+}
 
 void SimHost::installStandardShellCommands() {
   registerShellCommand("nvram", nvramCommand);

@@ -5,9 +5,6 @@
 namespace tbt::sim {
 
 namespace {
-// Adapter numbers are six bits wide in every router.
-constexpr uint32_t kMaxAdapter = 63;
-
 // The key of the per-address access counts: the route, and the
 // configuration address with the controller in the bits above it.
 std::pair<uint64_t, uint64_t> accessKey(size_t controller, uint64_t route, uint32_t port, uint32_t space,

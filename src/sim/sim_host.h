@@ -63,6 +63,8 @@ std::string encodeNvramValue(std::string_view value);
 
 /// Handles one shell command; returns the raw wait status (exit code << 8).
 using ShellHandler = std::function<int(SimHost& host, const std::string& command)>;
+/// The wait status of a command that refused its arguments (exit code 1).
+inline constexpr int kShellUsageError = 1 << 8;
 
 class SimHost {
  public:

@@ -11,8 +11,6 @@ namespace tbt::sim {
 
 namespace {
 
-constexpr uint32_t kMaxAdapterNumber = 63;
-
 unsigned long long ull(uint64_t v) { return static_cast<unsigned long long>(v); }
 
 /// A route names adapters 1..63 hop by hop, with no empty hop below the last.
@@ -22,8 +20,8 @@ bool checkRouteForm(JsonReader& in, const LoadedRouter& e) {
   for (unsigned hop = 0; hop < e.router->depth(); ++hop) {
     uint32_t adapter = static_cast<uint32_t>((route >> (8 * hop)) & 0xff);
     if (adapter == 0) return in.fail(at, textf("route 0x%llx has an empty hop below its last one", ull(route)));
-    if (adapter > kMaxAdapterNumber)
-      return in.fail(at, textf("route 0x%llx names adapter %u, above %u", ull(route), adapter, kMaxAdapterNumber));
+    if (adapter > kMaxAdapter)
+      return in.fail(at, textf("route 0x%llx names adapter %u, above %u", ull(route), adapter, kMaxAdapter));
   }
   return true;
 }
@@ -37,7 +35,7 @@ bool makeLane(JsonReader& in, Router& r, uint32_t port, const std::string& at, c
   else if (r.adapterType(port) != kLaneAdapter)
     return in.fail(at, textf("%s adapter %u of router 0x%llx is not a lane adapter (adapter type 0x%06x)", role, port,
                              ull(r.route()), r.adapterType(port)));
-  if (portLeadsToHost(r, port))
+  if (r.leadsToHost(port))
     return in.fail(at, textf("%s adapter %u of router 0x%llx leads to another host (\"xdomain\")", role, port,
                              ull(r.route())));
   return true;
