@@ -3,7 +3,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -67,18 +66,16 @@ class ConfigBridge : public IecsDeviceModel {
   }
 
   Status write(uint32_t offset, const uint8_t* data, uint32_t length) override {
-    std::set<uint32_t> touched;
     for (uint32_t i = 0; i < length; ++i) {
-      const uint32_t reg = offset + i / 4;
       const uint32_t shift = 8 * (i % 4);
-      uint32_t& value = registers_[reg];
+      uint32_t& value = registers_[offset + i / 4];
       value = (value & ~(0xFFu << shift)) | uint32_t{data[i]} << shift;
-      touched.insert(reg);
     }
-    if (form_.form == Form::Direct && touched.count(kDirectAddressRegister) &&
+    auto touched = [&](uint32_t reg) { return length > 0 && reg >= offset && reg <= offset + (length - 1) / 4; };
+    if (form_.form == Form::Direct && touched(kDirectAddressRegister) &&
         kStart.get(registers_[kDirectAddressRegister]))
       return directAccess();
-    if (form_.form == Form::Command && touched.count(kWindowRegister)) startCommand();
+    if (form_.form == Form::Command && touched(kWindowRegister)) startCommand();
     return status::kSuccess;
   }
 

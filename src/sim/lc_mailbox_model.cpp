@@ -115,8 +115,10 @@ class IecsMailboxes : public RegisterModel {
     const uint32_t offset = kOffset.get(command);
     std::array<uint8_t, kDataBytes> bytes{};
     if (kWrite.get(command)) {
-      for (uint32_t i = 0; i < kDataBytes; ++i)
-        bytes[i] = static_cast<uint8_t>(router_.peek(0, kDeviceSpace, base(bus) + kWriteDataDword + i / 4) >> (8 * (i % 4)));
+      for (uint32_t i = 0; i < kMailboxDataDwords; ++i) {
+        const uint32_t word = router_.peek(0, kDeviceSpace, base(bus) + kWriteDataDword + i);
+        for (uint32_t b = 0; b < 4; ++b) bytes[4 * i + b] = static_cast<uint8_t>(word >> (8 * b));
+      }
       return target->write(offset, bytes.data(), length);
     }
     Status s = target->read(offset, bytes.data(), length);

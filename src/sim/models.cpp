@@ -20,22 +20,11 @@ Status IecsRegisterFile::write(uint32_t offset, const uint8_t* data, uint32_t le
   return bytes_.write(offset, std::span<const uint8_t>(data, length)) ? status::kSuccess : status::kBadArgument;
 }
 
-Status I2cRegisterFile::transfer(const uint8_t* writeData, uint32_t writeLength, uint8_t* readData,
-                                 uint32_t readLength) {
-  // The register pointer wraps at the end of the file, as small I2C devices do.
-  const uint64_t span = bytes_.size() ? bytes_.size() : 256;
-  if (writeLength > 0) {
-    pointer_ = static_cast<uint32_t>(writeData[0] % span);
-    for (uint32_t i = 1; i < writeLength; ++i) {
-      bytes_.write(pointer_, writeData[i]);
-      pointer_ = static_cast<uint32_t>((pointer_ + 1) % span);
-    }
-  }
-  for (uint32_t i = 0; i < readLength; ++i) {
-    readData[i] = bytes_.read(pointer_);
-    pointer_ = static_cast<uint32_t>((pointer_ + 1) % span);
-  }
-  return status::kSuccess;
+void I2cRegisterFile::transfer(const uint8_t* writeData, uint32_t writeLength, uint8_t* readData,
+                               uint32_t readLength) {
+  if (writeLength > 0) pointer_ = writeData[0];
+  for (uint32_t i = 1; i < writeLength; ++i) bytes_.write(pointer_++, writeData[i]);
+  for (uint32_t i = 0; i < readLength; ++i) readData[i] = bytes_.read(pointer_++);
 }
 
 void attachModels(SimHost& host) {

@@ -10,7 +10,6 @@
 //     spaces. Router::read/write ask the attached models (the most recently
 //     attached first) before falling back to the plain store.
 //   - IecsDeviceModel: answers IECS transfers of one (bus, device) of a router.
-//   - I2cDeviceModel: answers I2C transactions at one address of a router.
 //
 // Plain storage comes from the host file (router_loader.cpp); attachModels
 // runs once a host has been loaded (its registry is derived afterwards) and
@@ -69,28 +68,21 @@ class IecsRegisterFile : public IecsDeviceModel {
   ByteMemory bytes_;
 };
 
-/// One I2C device at one address of a router.
-class I2cDeviceModel {
+/// An I2C device at one address of a router: a plain file of 256 byte
+/// registers. The first byte written sets the register pointer, further
+/// bytes are stored there (the pointer moving on); a read returns bytes from
+/// the pointer upward. The pointer stays where the last transfer left it and
+/// wraps at the end of the file, as in common register-file devices.
+class I2cRegisterFile {
  public:
-  virtual ~I2cDeviceModel() = default;
   /// One transaction: writeLength bytes written, then readLength bytes read.
-  virtual Status transfer(const uint8_t* writeData, uint32_t writeLength, uint8_t* readData,
-                          uint32_t readLength) = 0;
-};
-
-/// A plain I2C register file. The first byte written sets the register
-/// pointer, further bytes are stored there (the pointer moving on); a read
-/// returns bytes from the pointer upward. The pointer stays where the last
-/// transfer left it, as in common register-file devices.
-class I2cRegisterFile : public I2cDeviceModel {
- public:
-  Status transfer(const uint8_t* writeData, uint32_t writeLength, uint8_t* readData, uint32_t readLength) override;
+  void transfer(const uint8_t* writeData, uint32_t writeLength, uint8_t* readData, uint32_t readLength);
   ByteMemory& bytes() { return bytes_; }
   const ByteMemory& bytes() const { return bytes_; }
 
  private:
   ByteMemory bytes_{256, 0};
-  uint32_t pointer_ = 0;
+  uint8_t pointer_ = 0;
 };
 
 /// Attaches every model to each router of a freshly loaded host (loadHost

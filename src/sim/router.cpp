@@ -104,27 +104,9 @@ IecsRegisterFile& Router::ensureIecsRegisterFile(uint32_t bus, uint32_t device) 
   return *slot.file;
 }
 
-I2cDeviceModel* Router::i2cDevice(uint32_t address) const {
+I2cRegisterFile* Router::i2cDevice(uint32_t address) {
   auto it = i2c_.find(address);
-  return it == i2c_.end() ? nullptr : it->second.device.get();
-}
-
-I2cRegisterFile* Router::i2cRegisterFile(uint32_t address) const {
-  auto it = i2c_.find(address);
-  return it == i2c_.end() ? nullptr : it->second.file.get();
-}
-
-void Router::attachI2cDevice(uint32_t address, std::shared_ptr<I2cDeviceModel> model) {
-  i2c_[address].device = std::move(model);
-}
-
-I2cRegisterFile& Router::ensureI2cRegisterFile(uint32_t address) {
-  I2c& slot = i2c_[address];
-  if (!slot.file) {
-    slot.file = std::make_shared<I2cRegisterFile>();
-    if (!slot.device) slot.device = slot.file;
-  }
-  return *slot.file;
+  return it == i2c_.end() ? nullptr : &it->second;
 }
 
 }  // namespace tbt::sim

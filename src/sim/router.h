@@ -121,10 +121,9 @@ class Router {
   IecsRegisterFile& ensureIecsRegisterFile(uint32_t bus, uint32_t device);
 
   /// The I2C device at address, or null when none answers there.
-  I2cDeviceModel* i2cDevice(uint32_t address) const;
-  I2cRegisterFile* i2cRegisterFile(uint32_t address) const;
-  void attachI2cDevice(uint32_t address, std::shared_ptr<I2cDeviceModel> model);
-  I2cRegisterFile& ensureI2cRegisterFile(uint32_t address);
+  I2cRegisterFile* i2cDevice(uint32_t address);
+  /// The I2C device at address, created when absent.
+  I2cRegisterFile& ensureI2cDevice(uint32_t address) { return i2c_[address]; }
 
  private:
   /// The most recently attached model that handles the address, or null.
@@ -146,11 +145,7 @@ class Router {
     std::shared_ptr<IecsRegisterFile> file;
   };
   std::map<std::pair<uint32_t, uint32_t>, Iecs> iecs_;
-  struct I2c {
-    std::shared_ptr<I2cDeviceModel> device;
-    std::shared_ptr<I2cRegisterFile> file;
-  };
-  std::map<uint32_t, I2c> i2c_;
+  std::map<uint32_t, I2cRegisterFile> i2c_;
 };
 
 }  // namespace tbt::sim

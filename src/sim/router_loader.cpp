@@ -97,8 +97,8 @@ bool readI2c(JsonReader& in, const json& v, const std::string& path, Router& r) 
     std::string at = keyPath(path, k);
     uint32_t address = 0;
     if (!in.key(k, at, address, 0xff)) return false;
-    if (r.i2cRegisterFile(address)) return in.fail(at, "I2C address given twice");
-    if (!in.byteMap(regs, at, r.ensureI2cRegisterFile(address).bytes())) return false;
+    if (r.i2cDevice(address)) return in.fail(at, "I2C address given twice");
+    if (!in.byteMap(regs, at, r.ensureI2cDevice(address).bytes())) return false;
   }
   return true;
 }

@@ -98,8 +98,10 @@ Status SimHost::i2cTransaction(size_t controller, uint64_t route, uint32_t addre
   ++i2cAccesses_;
   const FaultQuery query{.op = kFaultI2c, .controller = controller, .route = route, .address = address};
   const Status st = access(query, true, [&](Router& r) {
-    I2cDeviceModel* dev = r.i2cDevice(address);
-    return dev ? dev->transfer(writeData, writeLength, readData, readLength) : status::kNotResponding;
+    I2cRegisterFile* device = r.i2cDevice(address);
+    if (!device) return status::kNotResponding;
+    device->transfer(writeData, writeLength, readData, readLength);
+    return status::kSuccess;
   });
   if (logAccesses_)
     accessLog_.push_back({AccessKind::I2c, controller, route, 0, 0, 0, 0, 0, writeLength ? writeData[0] : 0u, address,

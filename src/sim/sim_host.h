@@ -128,7 +128,6 @@ class SimHost {
   /// Turns recording of every access into accessLog() on or off (off at start).
   void setAccessLogEnabled(bool on) { logAccesses_ = on; }
   const std::vector<AccessRecord>& accessLog() const { return accessLog_; }
-  void clearAccessLog() { accessLog_.clear(); }
 
   // ---- Faults ----------------------------------------------------------
   void addFault(Fault fault) { faults_.push_back(std::move(fault)); }
