@@ -14,6 +14,7 @@
 #include "kernel/router_handle.h"
 #include "platform/registry.h"
 #include "platform/status.h"
+#include "toolkit/report_sink.h"
 
 namespace tbt {
 
@@ -90,6 +91,48 @@ class ThunderboltUserClientUtils {
   /// capability's first double word. No access depends on it.
   bool relativeAddressing() const { return relativeAddressing_; }
   void setRelativeAddressing(bool on) { relativeAddressing_ = on; }
+
+  // ---- Configuration-space reports (reports/*.cpp) ----
+  // Human-readable text of a router's configuration spaces and capabilities.
+  // Each operation has two forms: one writes the text into sink as it is
+  // read, the other returns the whole text (a thin wrapper over the first).
+  // Nothing is printed; a failure shows in the text as each report states.
+
+  /// The device space header and every capability of its chain.
+  void deviceSpaceForRouterHandle(RouterHandle& routerHandle, ReportSink& sink);
+  std::string deviceSpaceForRouterHandle(RouterHandle& routerHandle);
+  /// The one device-space capability whose header is at double word index.
+  void deviceCapabilityAtIndex(uint32_t index, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string deviceCapabilityAtIndex(uint32_t index, RouterHandle& andRouterHandle);
+  /// The register block of one link controller: forLength double words of
+  /// device space from index.
+  void linkControllerCapabilityAtIndex(uint32_t index, RouterHandle& andRouterHandle, uint32_t forLength,
+                                       ReportSink& sink);
+  std::string linkControllerCapabilityAtIndex(uint32_t index, RouterHandle& andRouterHandle, uint32_t forLength);
+  /// The port space header of port and every capability of its chain.
+  void portSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string portSpaceForPort(uint32_t port, RouterHandle& andRouterHandle);
+  /// The one port-space capability of port whose header is at double word index.
+  void portCapabilityForPort(uint32_t port, uint32_t index, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string portCapabilityForPort(uint32_t port, uint32_t index, RouterHandle& andRouterHandle);
+  /// The adapter capability (ID 4) of port at index, decoded by adapter type.
+  void adapterCapabilityForPort(uint32_t port, uint32_t index, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string adapterCapabilityForPort(uint32_t port, uint32_t index, RouterHandle& andRouterHandle);
+  /// Every hop entry of port's path space.
+  void pathSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string pathSpaceForPort(uint32_t port, RouterHandle& andRouterHandle);
+  /// Every counter of port's counter space.
+  void counterSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string counterSpaceForPort(uint32_t port, RouterHandle& andRouterHandle);
+  /// Everything the router holds and, for a local handle, every router below it.
+  void allSpacesForRouterHandle(RouterHandle& routerHandle, ReportSink& sink);
+  std::string allSpacesForRouterHandle(RouterHandle& routerHandle);
+  /// allSpacesForRouterHandle of the host router of every controller.
+  void allSpaces(ReportSink& sink);
+  std::string allSpaces();
+  /// Link controller lc's memory, 0x8000 to 0xEFFC, through its register window.
+  void memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle, ReportSink& sink);
+  std::string memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle);
 
   // ---- Capability search and adapter type (capability_search.cpp) ----
 
