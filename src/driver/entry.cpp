@@ -55,9 +55,8 @@ ResultCode backflash(int argc, char** argv, int firstOperand, const EntryCalls& 
   return calls.runBackflash(argv[firstOperand], argv[firstOperand + 1], payload1);
 }
 
-}  // namespace
-
-int runUpdateChecker(int argc, char** argv, const EntryCalls& calls) {
+// The command line run with argv[0] the program's own path.
+int runWithProgramPath(int argc, char** argv, const EntryCalls& calls) {
   EntryOptions options = parseEntryOptions(argc, argv);
   if (options.clean)
     for (const char* command : kCleanCommands) host().shell(command);
@@ -70,6 +69,19 @@ int runUpdateChecker(int argc, char** argv, const EntryCalls& calls) {
     if (options.restart) host().shell("shutdown -r now");
   }
   return static_cast<int>(result & kExitStatusMask);
+}
+
+}  // namespace
+
+int runUpdateChecker(int argc, char** argv, const EntryCalls& calls) {
+  // Both flows find their resources beside the program's own file, which a
+  // start through PATH or through a link does not name in argv[0].
+  std::optional<std::string> programPath = programPathOf(argc > 0 ? argv[0] : nullptr);
+  char* const startPath = argc > 0 ? argv[0] : nullptr;
+  if (programPath) argv[0] = programPath->data();
+  const int status = runWithProgramPath(argc, argv, calls);
+  if (argc > 0) argv[0] = startPath;
+  return status;
 }
 
 }  // namespace tbt

@@ -18,8 +18,10 @@ struct EntryCalls {
 /// firmware-update variables with -c, runs backflash (-b) or the update
 /// check, logs the result's message from the error dictionary beside the
 /// program (or "Success"), and with -r restarts the host after a success.
+/// The flows see argv[0] as the program's own path (see programPathOf).
 /// argc, argv: the program's arguments (argv may be reordered by the option
-/// parser); calls: the update check and backflash to run.
+/// parser; argv[0] is given back as it was); calls: the update check and
+/// backflash to run.
 /// Returns the process exit status: the low eight bits of the result code.
 int runUpdateChecker(int argc, char** argv, const EntryCalls& calls);
 
