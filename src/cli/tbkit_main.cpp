@@ -58,7 +58,8 @@ void printProgramHelp(std::ostream& out) {
          "Thunderbolt diagnostics: every toolkit operation from the command line.\n\n"
          "command families:\n";
   for (const CommandFamily* family : kFamilies) out << textf("  %-10s %s\n", family->name, family->summary);
-  out << "\n'tbkit FAMILY --help' lists a family's commands; every command takes --help.\n";
+  out << "\n'tbkit FAMILY --help' lists a family's commands; every command takes --help.\n"
+         "'tbkit --version' prints the version.\n";
 }
 
 void printFamilyHelp(const CommandFamily& family, std::ostream& out) {
@@ -196,6 +197,10 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
   }
   if (args[0] == "--help" || args[0] == "-h") {
     printProgramHelp(out);
+    return kExitSuccess;
+  }
+  if (args[0] == "--version") {
+    out << kProgram << " (" << TBT_PROJECT_NAME << ") " << TBT_VERSION << "\n";
     return kExitSuccess;
   }
   const CommandFamily* family = findFamily(args[0]);

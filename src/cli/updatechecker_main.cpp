@@ -8,6 +8,7 @@
 
 #include "cli/host_choice.h"
 #include "driver/options.h"
+#include "platform/text.h"
 #include "sim/sim_host.h"
 
 namespace tbt::cli {
@@ -15,30 +16,51 @@ namespace {
 
 constexpr const char* kProgramName = "updatechecker";
 
+// The help text; %g is the version.
 constexpr const char* kUsage =
     "Usage: updatechecker [--host=sim | --host=sim:FILE] [options]\n"
-    "       updatechecker [--host=...] -b [options] UTILITY PAYLOAD0 [PAYLOAD1]\n"
+    "       updatechecker [--host=...] -b [options] UTILITY PAYLOAD0 PAYLOAD1\n"
+    "\n"
+    "Update Checker version %g.\n"
     "\n"
     "Decides whether the firmware of the attached Thunderbolt displays must be\n"
     "updated and, with -a or -r, schedules the update for the next start of the\n"
-    "host. The reasoning goes to the system log and to standard error; the\n"
-    "outcome is logged with its message from Errors.plist beside the program.\n"
+    "host. The reasoning goes to the system log and to standard error; a failed\n"
+    "run's outcome is logged with its message from Errors.plist in the program's\n"
+    "directory.\n"
     "\n"
     "Options (processed in command-line order):\n"
-    "  -r, --restart    schedule the flash and restart the host after a success\n"
+    "  -r, --restart    schedule the flash as -a does, and restart the host after\n"
+    "                   a success\n"
     "  -a, --arm        schedule the flash when an update is needed\n"
+    "  -n, --no         do not schedule: cancels the scheduling of an earlier -a or\n"
+    "                   -r, not the restart (-r -n restarts without scheduling,\n"
+    "                   -n -r schedules again)\n"
     "  -b, --backflash  put firmware back: schedule UTILITY with PAYLOAD0 and\n"
-    "                   PAYLOAD1 for every display found\n"
-    "  -n, --no         do not schedule (cancels an earlier -a or -r)\n"
+    "                   PAYLOAD1 for every display found, the farthest first.\n"
+    "                   Takes three operands; given two, PAYLOAD1 is passed on\n"
+    "                   empty and the command names \"(null)\" in its place; with\n"
+    "                   fewer the run fails (result code 0x87)\n"
     "  -c, --clean      first clear the firmware-update variables of an earlier run\n"
     "  -i, --ignore     skip the firmware version check and force the flash\n"
-    "  -m, --nomulti    schedule one display even when two need an update\n"
-    "  -u, --nouid      do not repair a bad switch UID\n"
+    "  -m, --nomulti    when two displays need an update, schedule only the nearer\n"
+    "                   one\n"
+    "  -u, --nouid      never repair a bad switch UID: a display whose UID is bad\n"
+    "                   then fails the run (result code 0x8b) instead of being\n"
+    "                   repaired; it is not skipped\n"
     "  -z, --zero       accepted; does nothing\n"
-    "  -v, --version    print the version, then carry on\n"
-    "  -V, --verbose    more log lines; on a simulated host, report the simulated\n"
+    "  -v, --version    print \"Update Checker version %g\", then carry on\n"
+    "  -V, --verbose    more log lines, among them each command of a scheduling\n"
+    "                   before it runs; on a simulated host, report the simulated\n"
     "                   hardware time and configuration accesses at exit\n"
     "      --help       print this text and exit\n"
+    "\n"
+    "Files:\n"
+    "  The program's directory holds Errors.plist and the files a flash names:\n"
+    "  VaneUtil.efi, Panel-26-02.bin and PortMc-em-00020007.bin. It is the\n"
+    "  directory of the path the program was started by; started by a bare name\n"
+    "  (through PATH) or through a symbolic link, it is the directory of the\n"
+    "  executable itself (the link's target).\n"
     "\n"
     "Host:\n"
     "  --host=sim       the built-in simulated host\n"
@@ -69,7 +91,7 @@ void reportHardwareTime(const sim::SimHost& machine) {
 int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::vector<char*> args(argv, argv + argc);
   if (asksForHelp(args)) {
-    std::fputs(kUsage, stdout);
+    std::fputs(textf(kUsage, kUpdateCheckerVersion, kUpdateCheckerVersion).c_str(), stdout);
     return 0;
   }
   std::string error;
