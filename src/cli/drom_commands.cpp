@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "cli/json_output.h"
 #include "drom/drom.h"
 #include "drom/port_maps.h"
 #include "platform/text.h"
@@ -104,10 +105,12 @@ int runParse(CommandContext& context) {
   std::vector<uint8_t> image;
   if (!portMapOption(context, pairs)) return kExitUsage;
   if (!readImage(context, image)) return kExitFailure;
-  DROM drom(commandOutput(context, true));
+  const bool json = context.args().has(kJsonOption.name);
+  DROM drom(json ? DromOutput::silent() : commandOutput(context, true));
   drom.setPortMap(pairs);
   Status status = drom.parseROMDataIgnoreCRCs(bytesOf(image), static_cast<uint32_t>(image.size()),
                                               context.args().has("ignore-crcs"));
+  if (json) context.out() << dromParseJson(image, pairs, status);
   if (status != status::kSuccess)
     return context.failure(
         textf("%s: parse failed: %s", context.args().operands()[0].c_str(), describeStatus(status).c_str()));
@@ -202,6 +205,7 @@ int runDump(CommandContext& context) {
 const OptionSpec kParseOptions[] = {
     {.name = "port-map", .valueName = "NAME|LIST", .help = "what each port is (default: lane6-pcie4-dp3)"},
     {.name = "ignore-crcs", .help = "report checksum mismatches but parse on"},
+    kJsonOption,
 };
 
 const OptionSpec kBuildOptions[] = {

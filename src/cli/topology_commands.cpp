@@ -6,6 +6,7 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/json_output.h"
 #include "kernel/config_space.h"
 #include "kernel/user_client_manager.h"
 #include "platform/registry_helpers.h"
@@ -78,6 +79,7 @@ class TopologyLister {
 };
 
 int runList(CommandContext& context) {
+  if (context.args().has(kJsonOption.name)) return runListJson(context);
   const auto& userClients = ThunderboltUserClientManager::sharedInstance().userClientSet();
   if (userClients.empty()) return context.failure("no Thunderbolt controller found");
   size_t index = 0;
@@ -200,14 +202,20 @@ int runRead(CommandContext& context) {
   uint64_t count = 1;
   if (!chooseAccess(context, access) || !context.number("count", kMaxCount, count)) return kExitUsage;
   if (count == 0) return context.usageError("--count: must be at least 1");
+  const bool json = context.args().has(kJsonOption.name);
+  std::vector<ReadValue> values;
   for (uint64_t i = 0; i < count; ++i) {
     const uint32_t index = access.index + static_cast<uint32_t>(i);
     uint32_t value = 0;
     const Status s = access.read(access.port, access.space, index, value);
     if (s != status::kSuccess)
       return context.failure(textf("reading index 0x%x: %s", index, describeStatus(s).c_str()));
-    context.out() << textf("0x%04x: 0x%08x\n", index, value);
+    if (json)
+      values.push_back({index, value});
+    else
+      context.out() << textf("0x%04x: 0x%08x\n", index, value);
   }
+  if (json) context.out() << readJson(context.args().value("space")->c_str(), access.port, values);
   return kExitSuccess;
 }
 
@@ -235,7 +243,8 @@ constexpr std::array<OptionSpec, 8> kAccessOptions = {{
 
 constexpr auto kReadOptions = withOptions(
     kAccessOptions,
-    {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"}});
+    {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"},
+     kJsonOption});
 constexpr auto kWriteOptions = withOptions(
     kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
 
@@ -313,8 +322,10 @@ int runIecsWrite(CommandContext& context) {
 
 // ---- The families ----
 
+const OptionSpec kListOptions[] = {kJsonOption};
 const Command kListCommands[] = {{.name = "list",
                                   .summary = "controllers, routers and their adapters as a tree",
+                                  .options = kListOptions,
                                   .needsHost = true,
                                   .run = runList}};
 const Command kPathsCommands[] = {{.name = "paths",
