@@ -16,7 +16,8 @@ using json = nlohmann::ordered_json;
 
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
 
-std::string hex64(uint64_t value) { return textf("0x%llx", static_cast<unsigned long long>(value)); }
+std::string routeText(uint64_t route) { return textf("0x%llx", static_cast<unsigned long long>(route)); }
+std::string uidText(uint64_t uid) { return textf("0x%016llx", static_cast<unsigned long long>(uid)); }
 
 // The tree below one controller's host router, the same walk as the text list.
 class TopologyDocument {
@@ -28,7 +29,7 @@ class TopologyDocument {
     uint64_t depth = 0;
     uint64_t uid = 0;
     readRegistryNumber64(sw, "Depth", depth);
-    json node = {{"route", hex64(route)}, {"depth", depth}};
+    json node = {{"route", routeText(route)}, {"depth", depth}};
     uint32_t identity = 0;
     const Status s = utils().configReadWithRouterID(routerID_, route, 0, kDeviceSpace, kIdentityDword, identity);
     if (s == status::kSuccess) {
@@ -37,7 +38,7 @@ class TopologyDocument {
     } else {
       node["identityError"] = describeStatus(s);
     }
-    node["uid"] = readRegistryNumber64(sw, kUIDKey, uid) ? json(hex64(uid)) : json(nullptr);
+    node["uid"] = readRegistryNumber64(sw, kUIDKey, uid) ? json(uidText(uid)) : json(nullptr);
     json adapters = json::array();
     std::vector<RegistryEntry> parents = sw.parents();
     if (!parents.empty() && parents.front().conformsTo(kPortClass))
@@ -59,7 +60,7 @@ class TopologyDocument {
     json adapter = adapterHead(port);
     RegistryEntry above = utils().switchFromPort(utils().peerForNULLPort(port, routerID_), routerID_);
     adapter["role"] = role;
-    adapter["from"] = above ? json(hex64(routeOfEntry(above))) : json(nullptr);
+    adapter["from"] = above ? json(routeText(routeOfEntry(above))) : json(nullptr);
     return adapter;
   }
 
