@@ -44,6 +44,11 @@ run updatechecker --host=sim -a -V
 grep -qF -- "-firmware \"$libexec/VaneUtil.efi\" -payload \"$libexec/Panel-26-02.bin\"" <<<"$output" ||
     fail "the boot-selection command does not name $libexec: $output"
 
+run tbkit --version
+[[ $status -eq 0 && $output == "tbkit ($project) "[0-9]* ]] || fail "tbkit --version: $output"
+run updatechecker --help
+grep -qF "Update Checker version 57" <<<"$output" || fail "updatechecker --help names no version"
+
 run tbkit list --host=sim
 [[ $status -eq 0 ]] || fail "tbkit list: exit status $status: $output"
 grep -qF "Router 0x301 (depth 2)" <<<"$output" || fail "tbkit list: $output"
