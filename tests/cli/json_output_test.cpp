@@ -43,7 +43,8 @@ size_t checkRouter(const json& router, const std::string& text) {
   std::string line = textf("Router %s (depth %u): ", router["route"].get<std::string>().c_str(),
                            router["depth"].get<unsigned>());
   if (router.contains("vendorID"))
-    appendf(line, "vendor 0x%04x device 0x%04x", router["vendorID"].get<unsigned>(), router["deviceID"].get<unsigned>());
+    appendf(line, "vendor 0x%04x device 0x%04x", router["vendorID"].get<unsigned>(),
+            router["deviceID"].get<unsigned>());
   else
     appendf(line, "identity unreadable: %s", router["identityError"].get<std::string>().c_str());
   line += router["uid"].is_null() ? ", no UID" : ", UID " + router["uid"].get<std::string>();
@@ -54,7 +55,8 @@ size_t checkRouter(const json& router, const std::string& text) {
 }
 
 size_t checkAdapter(const json& adapter, const std::string& text) {
-  std::string line = textf("Adapter %u: %s", adapter["number"].get<unsigned>(), adapter["type"].get<std::string>().c_str());
+  std::string line = textf("Adapter %u: %s", adapter["number"].get<unsigned>(),
+                           adapter["type"].get<std::string>().c_str());
   if (adapter.contains("role")) {
     line += ", " + adapter["role"].get<std::string>();
     if (!adapter["from"].is_null()) line += " from router " + adapter["from"].get<std::string>();
@@ -138,7 +140,9 @@ struct JsonCase {
 const JsonCase kCases[] = {
     {"ListDefaultHost", {"list", "--host=sim"}, checkList},
     {"ListRichHost", {"list", kRichHost}, checkList},
-    {"ReadCount", {"read", "--route", "0x1", "--space", "device", "--index", "0", "--count", "5", kRichHost}, checkRead},
+    {"ReadCount",
+     {"read", "--route", "0x1", "--space", "device", "--index", "0", "--count", "5", kRichHost},
+     checkRead},
     {"ReadViaParent",
      {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index", "0x40", "--count", "2", kRichHost},
      checkRead},
