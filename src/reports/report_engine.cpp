@@ -1,6 +1,7 @@
 #include "reports/report_engine.h"
 
 #include <charconv>
+#include <cstring>
 
 #include "platform/text.h"
 
@@ -88,10 +89,13 @@ void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint3
   int conversion = 0;
   const char* p = line.format;
   while (*p) {
-    const char* literal = p;
-    while (*p && *p != '%') ++p;
-    out.append(literal, static_cast<size_t>(p - literal));
-    if (!*p) break;
+    const char* percent = std::strchr(p, '%');
+    if (!percent) {
+      out.append(p);
+      break;
+    }
+    out.append(p, static_cast<size_t>(percent - p));
+    p = percent;
     if (p[1] == '%') {
       out += '%';
       p += 2;
