@@ -52,6 +52,9 @@ std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* erro
   }
   ChosenHost chosen;
   chosen.sim = &simulated->sim();
+  // A program only reports the totals; counts by address would grow with
+  // every register a report walks.
+  chosen.sim->setAddressCountsEnabled(false);
   chosen.platform = std::move(simulated);
   return chosen;
 }
