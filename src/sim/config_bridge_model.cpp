@@ -9,6 +9,7 @@
 #include "platform/text.h"
 #include "sim/host_loader.h"
 #include "sim/lc_mailbox_model.h"
+#include "sim/lc_memory_window_model.h"
 #include "sim/register_fields.h"
 
 namespace tbt::sim {
@@ -161,6 +162,7 @@ bool readBridges(JsonReader& in, const json& bridges, const std::string& path, S
     if (!far) return false;
     // The far router's own bridges were attached as it was read.
     attachIecsMailboxes(host, *far);
+    attachLcMemoryWindows(host, *far);
     owner.attachIecsDevice(bus, kBridgeDevice,
                            std::make_shared<ConfigBridge>(host, owner, bus, *formNamed(formName), std::move(far)));
   }

@@ -6,6 +6,7 @@
 #include "sim/eeprom_pins_model.h"
 #include "sim/faults.h"
 #include "sim/lc_mailbox_model.h"
+#include "sim/lc_memory_window_model.h"
 #include "sim/nvm_mailbox_model.h"
 #include "sim/sim_host.h"
 
@@ -33,6 +34,7 @@ void attachModels(SimHost& host) {
     attachEepromPins(host, *router);
     attachIecsMailboxes(host, *router);
     attachNvmMailbox(host, *router);
+    attachLcMemoryWindows(host, *router);
   }
 }
 

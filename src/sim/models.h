@@ -3,8 +3,8 @@
 //
 // A loaded host holds plain storage (see memory.h and router.h). Where real
 // hardware has behaviour - an EEPROM behind the DFT capability's pin register,
-// mailboxes in the link-controller capability, an NVM mailbox, a bridge IECS
-// device - a model object is attached:
+// mailboxes and a memory window in the link-controller capability, an NVM
+// mailbox, a bridge IECS device - a model object is attached:
 //
 //   - RegisterModel: claims some double words of one router's configuration
 //     spaces. Router::read/write ask the attached models (the most recently

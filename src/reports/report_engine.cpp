@@ -1,0 +1,144 @@
+#include "reports/report_engine.h"
+
+#include "platform/text.h"
+
+namespace tbt::reports {
+namespace {
+
+// One conversion of a line's format: flags, width and conversion character.
+struct Conversion {
+  bool zeroPad = false;
+  bool leftAlign = false;
+  int width = 0;
+  char type = 0;
+};
+
+// Parses the conversion after the '%' at p; returns the position after it.
+const char* parseConversion(const char* p, Conversion& c) {
+  for (;; ++p) {
+    if (*p == '0') c.zeroPad = true;
+    else if (*p == '-') c.leftAlign = true;
+    else break;
+  }
+  while (*p >= '0' && *p <= '9') c.width = c.width * 10 + (*p++ - '0');
+  while (*p == 'l') ++p;
+  c.type = *p;
+  return *p ? p + 1 : p;
+}
+
+void appendNumber(std::string& out, const Conversion& c, uint32_t value) {
+  const int width = c.leftAlign ? -c.width : c.width;
+  switch (c.type) {
+    case 'd':
+    case 'i':
+      // As printf prints a 32-bit register value given to "%d".
+      appendf(out, c.zeroPad ? "%0*d" : "%*d", width, static_cast<int32_t>(value));
+      break;
+    case 'u': appendf(out, c.zeroPad ? "%0*u" : "%*u", width, value); break;
+    case 'x': appendf(out, c.zeroPad ? "%0*x" : "%*x", width, value); break;
+    case 'X': appendf(out, c.zeroPad ? "%0*X" : "%*X", width, value); break;
+    case 'c': appendf(out, "%*c", width, static_cast<int>(static_cast<unsigned char>(value))); break;
+    default: break;
+  }
+}
+
+// The I2C controller's clock: the 156.25 MHz reference divided by five times
+// the prescale plus one, in kHz, as the controller's single-precision
+// arithmetic gives it.
+float i2cClockKHz(uint32_t prescale) {
+  return 156250.0f / (static_cast<float>(prescale + 1) * 5.0f);
+}
+
+}  // namespace
+
+void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint32_t raw, uint32_t argument) {
+  int conversion = 0;
+  const char* p = line.format;
+  while (*p) {
+    const char* literal = p;
+    while (*p && *p != '%') ++p;
+    out.append(literal, static_cast<size_t>(p - literal));
+    if (!*p) break;
+    if (p[1] == '%') {
+      out += '%';
+      p += 2;
+      continue;
+    }
+    Conversion c;
+    p = parseConversion(p + 1, c);
+    const int n = conversion++;
+    if (n < 2) {
+      appendNumber(out, c, n == 0 ? printedIndex : raw);
+      continue;
+    }
+    if (static_cast<size_t>(n - 2) >= line.fields.size()) continue;
+    const Field& field = line.fields.begin()[n - 2];
+    const uint32_t value = field.bits.of(raw);
+    switch (field.kind) {
+      case FieldKind::Value: appendNumber(out, c, value); break;
+      case FieldKind::Argument: appendNumber(out, c, argument); break;
+      case FieldKind::Name: {
+        const std::string_view name = field.namer ? field.namer(value) : std::string_view();
+        appendf(out, "%.*s", static_cast<int>(name.size()), name.data());
+        break;
+      }
+      case FieldKind::I2cClockKHz: appendf(out, "%f", static_cast<double>(i2cClockKHz(value))); break;
+    }
+  }
+}
+
+bool relativeAddressing() { return ThunderboltUserClientUtils::sharedInstance().relativeAddressing(); }
+
+Status setUpReport(RouterHandle& handle) {
+  return ThunderboltUserClientUtils::sharedInstance().makeUserClientActiveForRID(handle.routerID())
+             ? status::kSuccess
+             : status::kGeneralFailure;
+}
+
+void closeWithError(ReportSink& sink, Status s) {
+  if (s != status::kSuccess) sink.write(textf("ERROR: 0x%08x\n", s));
+}
+
+bool RegisterPrinter::read(uint32_t dw, uint32_t& value) {
+  status_ = handle_.configReadWithPort(port_, space_, first_ + dw, value);
+  return status_ == status::kSuccess;
+}
+
+void RegisterPrinter::show(uint32_t dw, const Line& line, uint32_t value, uint32_t argument) {
+  line_.clear();
+  renderLine(line_, line, printedIndex(dw), value, argument);
+  sink_.write(line_);
+}
+
+bool RegisterPrinter::printAt(uint32_t dw, const Line& line, uint32_t argument) {
+  uint32_t value = 0;
+  if (!read(dw, value)) return false;
+  show(dw, line, value, argument);
+  return true;
+}
+
+bool RegisterPrinter::printInto(const Line& line, uint32_t& value) {
+  if (!read(line.dw, value)) return false;
+  show(line.dw, line, value);
+  return true;
+}
+
+bool RegisterPrinter::print(std::span<const Line> lines) {
+  for (const Line& line : lines)
+    if (!print(line)) return false;
+  return true;
+}
+
+bool RegisterPrinter::plain(uint32_t dw) {
+  return printAt(dw, kPlainLine);
+}
+
+bool RegisterPrinter::plainRange(uint32_t from, uint32_t to) {
+  for (uint32_t dw = from; dw < to; ++dw)
+    if (!plain(dw)) return false;
+  return true;
+}
+
+bool VisitedCapabilities::seen(uint32_t index) { return !indexes_.insert(index).second; }
+
+}  // namespace tbt::reports
