@@ -179,7 +179,7 @@ constexpr const char* kRouterReportDetails =
     "answers its port, path and counter spaces; a router reached by --route is\n"
     "followed by every router below its lane adapters. A router reached by\n"
     "--via-parent is reported alone. Exit status 1 when the router does not\n"
-    "answer. Numbers are decimal or 0x-hex.\n";
+    "answer or the report ends with an error line. Numbers are decimal or 0x-hex.\n";
 
 const Command kReportCommands[] = {
     {.name = "device", .summary = "a router's device space header and every capability of its chain",

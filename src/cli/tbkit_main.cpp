@@ -41,9 +41,7 @@ const OptionSpec kHostOption = {.name = "host",
                                     "(default: $TBT_HOST)"};
 const OptionSpec kHardwareTimeOption = {.name = "hardware-time",
                                         .shortName = 'V',
-                                        .help =
-                                            "on a simulated host, show the hardware time the run took and its "
-                                            "configuration accesses on the error stream at the end"};
+                                        .help = "then the simulated hardware time and accesses, on standard error"};
 
 std::vector<OptionSpec> optionsOf(const Command& command) {
   std::vector<OptionSpec> options(command.options.begin(), command.options.end());
