@@ -1,5 +1,8 @@
 #include "reports/report_engine.h"
 
+#include <charconv>
+#include <cstring>
+
 #include "platform/text.h"
 
 namespace tbt::reports {
@@ -26,20 +29,51 @@ const char* parseConversion(const char* p, Conversion& c) {
   return *p ? p + 1 : p;
 }
 
+// Appends text padded to the conversion's width, as printf pads it: zeros
+// after a sign for a zero-padded number, blanks before it (after it when
+// left-aligned) otherwise.
+void appendPadded(std::string& out, const Conversion& c, std::string_view text, bool number) {
+  const size_t width = static_cast<size_t>(c.width);
+  const size_t fill = width > text.size() ? width - text.size() : 0;
+  if (c.leftAlign) {
+    out.append(text);
+    out.append(fill, ' ');
+  } else if (c.zeroPad && number) {
+    if (!text.empty() && text.front() == '-') {
+      out += '-';
+      text.remove_prefix(1);
+    }
+    out.append(fill, '0');
+    out.append(text);
+  } else {
+    out.append(fill, ' ');
+    out.append(text);
+  }
+}
+
+// One integer conversion of a register value. The register lines are
+// formatted here directly, without a printf call per field, so that a
+// report costs little beside the register reads it stands for; the tables'
+// formats are checked when compiled (formatsMatch) instead of by the
+// compiler's printf checking.
 void appendNumber(std::string& out, const Conversion& c, uint32_t value) {
-  const int width = c.leftAlign ? -c.width : c.width;
+  char digits[16];
+  std::to_chars_result r{digits, std::errc()};
   switch (c.type) {
     case 'd':
     case 'i':
       // As printf prints a 32-bit register value given to "%d".
-      appendf(out, c.zeroPad ? "%0*d" : "%*d", width, static_cast<int32_t>(value));
+      r = std::to_chars(digits, digits + sizeof digits, static_cast<int32_t>(value));
       break;
-    case 'u': appendf(out, c.zeroPad ? "%0*u" : "%*u", width, value); break;
-    case 'x': appendf(out, c.zeroPad ? "%0*x" : "%*x", width, value); break;
-    case 'X': appendf(out, c.zeroPad ? "%0*X" : "%*X", width, value); break;
-    case 'c': appendf(out, "%*c", width, static_cast<int>(static_cast<unsigned char>(value))); break;
-    default: break;
+    case 'u': r = std::to_chars(digits, digits + sizeof digits, value); break;
+    case 'x': r = std::to_chars(digits, digits + sizeof digits, value, 16); break;
+    case 'c':
+      digits[0] = static_cast<char>(value);
+      appendPadded(out, c, std::string_view(digits, 1), false);
+      return;
+    default: return;
   }
+  appendPadded(out, c, std::string_view(digits, static_cast<size_t>(r.ptr - digits)), true);
 }
 
 // The I2C controller's clock: the 156.25 MHz reference divided by five times
@@ -55,10 +89,13 @@ void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint3
   int conversion = 0;
   const char* p = line.format;
   while (*p) {
-    const char* literal = p;
-    while (*p && *p != '%') ++p;
-    out.append(literal, static_cast<size_t>(p - literal));
-    if (!*p) break;
+    const char* percent = std::strchr(p, '%');
+    if (!percent) {
+      out.append(p);
+      break;
+    }
+    out.append(p, static_cast<size_t>(percent - p));
+    p = percent;
     if (p[1] == '%') {
       out += '%';
       p += 2;
@@ -78,8 +115,7 @@ void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint3
       case FieldKind::Value: appendNumber(out, c, value); break;
       case FieldKind::Argument: appendNumber(out, c, argument); break;
       case FieldKind::Name: {
-        const std::string_view name = field.namer ? field.namer(value) : std::string_view();
-        appendf(out, "%.*s", static_cast<int>(name.size()), name.data());
+        appendPadded(out, c, field.namer ? field.namer(value) : std::string_view(), false);
         break;
       }
       case FieldKind::I2cClockKHz: appendf(out, "%f", static_cast<double>(i2cClockKHz(value))); break;

@@ -9,7 +9,10 @@
 // conversion takes the next field. A field is a bit range of the double word,
 // the name of such a value, the line's argument (an entry number) or the I2C
 // clock computed from a prescale. "%d" prints the 32-bit value as a signed
-// int, "%@" and "%s" print a name. Tables are checked when compiled:
+// int, "%@" and "%s" print a name; flags '0' and '-' and a width apply as in
+// printf. The renderer formats the fields itself (a report should cost little
+// beside the register reads it stands for), so tables are checked when
+// compiled instead of by the compiler's printf checking:
 // static_assert(formatsMatch(table)) fails when a format's conversions and
 // its fields disagree.
 //
@@ -78,7 +81,9 @@ constexpr int conversionCount(const char* format) {
 }
 
 /// True when every line's format has one conversion per field after the
-/// index and the raw value, and a string conversion exactly where a name goes.
+/// index and the raw value, a string conversion exactly where a name goes,
+/// "%f" exactly where the I2C clock goes, and only conversions the renderer
+/// knows (d, i, u, x, c, f, s, @).
 constexpr bool formatMatches(const Line& line) {
   if (conversionCount(line.format) != static_cast<int>(line.fields.size()) + 2) return false;
   int conversion = 0;
@@ -91,8 +96,10 @@ constexpr bool formatMatches(const Line& line) {
     const char* c = p + 1;
     while (*c == '0' || *c == '-' || (*c >= '1' && *c <= '9') || *c == 'l') ++c;
     const bool text = *c == 's' || *c == '@';
-    const bool name = conversion >= 2 && line.fields.begin()[conversion - 2].kind == FieldKind::Name;
-    if (text != name) return false;
+    const bool number = *c == 'd' || *c == 'i' || *c == 'u' || *c == 'x' || *c == 'c';
+    const FieldKind kind = conversion >= 2 ? line.fields.begin()[conversion - 2].kind : FieldKind::Value;
+    if (text != (kind == FieldKind::Name) || (*c == 'f') != (kind == FieldKind::I2cClockKHz)) return false;
+    if (!text && !number && *c != 'f') return false;
     ++conversion;
   }
   return true;
