@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/text.h"
+#include "sim/sim_host.h"
 #include "sim/sim_platform.h"
 
 namespace tbt::cli {
@@ -51,6 +52,9 @@ std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* erro
   }
   ChosenHost chosen;
   chosen.sim = &simulated->sim();
+  // A program only reports the totals; counts by address would grow with
+  // every register a report walks.
+  chosen.sim->setAddressCountsEnabled(false);
   chosen.platform = std::move(simulated);
   return chosen;
 }
@@ -96,6 +100,12 @@ std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* erro
   auto request = takeHostRequest(args, std::getenv(kHostEnvironmentVariable), error);
   if (!request) return std::nullopt;
   return loadHost(*request, error);
+}
+
+std::string hardwareTimeText(const sim::SimHost& machine) {
+  return textf("simulated hardware time: %.6f s, %llu configuration accesses\n",
+               static_cast<double>(machine.hardwareTimeMicroseconds()) / 1e6,
+               static_cast<unsigned long long>(machine.configAccessCount()));
 }
 
 }  // namespace tbt::cli

@@ -50,6 +50,11 @@ struct ChosenHost {
 /// Returns the host, or nullopt (the program then exits with kHostChoiceFailed).
 std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error);
 
+/// The hardware time a run would have taken on the simulated machine and the
+/// configuration accesses it made, as one line: "simulated hardware time:
+/// 0.012345 s, 678 configuration accesses\n".
+std::string hardwareTimeText(const sim::SimHost& machine);
+
 /// The exit status of a program whose host could not be chosen or loaded.
 inline constexpr int kHostChoiceFailed = 2;
 

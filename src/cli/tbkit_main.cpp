@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
+#include "cli/report_commands.h"
 #include "cli/topology_commands.h"
 #include "platform/text.h"
 
@@ -23,8 +25,8 @@ constexpr const char* kProgram = "tbkit";
 
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
-    &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(),
-    &writeFamily(), &iecsFamily(), &eepromFamily(), &nvmFamily(),
+    &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(), &writeFamily(),
+    &iecsFamily(),  &eepromFamily(), &nvmFamily(), &reportFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
@@ -37,10 +39,13 @@ const OptionSpec kHostOption = {.name = "host",
                                 .help =
                                     "the host: the built-in simulated host or one described by FILE "
                                     "(default: $TBT_HOST)"};
+const OptionSpec kHardwareTimeOption = {.name = "hardware-time",
+                                        .shortName = 'V',
+                                        .help = "then the simulated hardware time and accesses, on standard error"};
 
 std::vector<OptionSpec> optionsOf(const Command& command) {
   std::vector<OptionSpec> options(command.options.begin(), command.options.end());
-  if (command.needsHost) options.push_back(kHostOption);
+  if (command.needsHost) options.insert(options.end(), {kHostOption, kHardwareTimeOption});
   options.insert(options.end(), std::begin(kCommonOptions), std::end(kCommonOptions));
   return options;
 }
@@ -64,7 +69,9 @@ void printProgramHelp(std::ostream& out) {
 
 void printFamilyHelp(const CommandFamily& family, std::ostream& out) {
   out << textf("usage: tbkit %s COMMAND [options] [operands]\n%s\n\ncommands:\n", family.name, family.summary);
-  for (const Command& command : family.commands) out << textf("  %-10s %s\n", command.name, command.summary);
+  int width = 10;
+  for (const Command& command : family.commands) width = std::max(width, static_cast<int>(std::strlen(command.name)));
+  for (const Command& command : family.commands) out << textf("  %-*s %s\n", width, command.name, command.summary);
 }
 
 // A family whose one command carries the family's own name is that command:
@@ -109,6 +116,7 @@ class HostGuard {
     std::optional<ChosenHost> chosen = chooseHost(raw, &error);
     if (!chosen) return error;
     args.assign(raw.begin() + 1, raw.end());
+    sim_ = chosen->sim;
     previous_ = installPlatform(std::move(chosen->platform));
     installed_ = true;
     return std::string();
@@ -116,9 +124,12 @@ class HostGuard {
   ~HostGuard() {
     if (installed_) installPlatform(std::move(previous_));
   }
+  /// The installed machine when it is simulated, else null.
+  const sim::SimHost* sim() const { return sim_; }
 
  private:
   std::unique_ptr<Platform> previous_;
+  const sim::SimHost* sim_ = nullptr;
   bool installed_ = false;
 };
 
@@ -146,7 +157,9 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (operands < command.minOperands) return context.usageError(textf("missing %s", command.operands));
   if (operands > command.maxOperands)
     return context.usageError(textf("unexpected operand '%s'", parsed.operands()[command.maxOperands].c_str()));
-  return command.run(context);
+  const int status = command.run(context);
+  if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
+  return status;
 }
 
 }  // namespace

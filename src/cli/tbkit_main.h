@@ -3,7 +3,8 @@
 // A command family is a table of commands; a new family is one file that
 // defines its table and one entry in the family list of tbkit_main.cpp.
 // Every command gets --help and --verbose; a command that needs a host also
-// gets --host (the host choice is made before the command runs).
+// gets --host (the host choice is made before the command runs) and -V,
+// --hardware-time (the simulated hardware time of the run, on standard error).
 #include <array>
 #include <cstddef>
 #include <cstdint>

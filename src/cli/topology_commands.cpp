@@ -7,11 +7,11 @@
 #include <ostream>
 
 #include "cli/json_output.h"
+#include "cli/router_choice.h"
 #include "kernel/config_space.h"
 #include "kernel/user_client_manager.h"
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
-#include "toolkit/remote_router_handle.h"
 #include "toolkit/topology_keys.h"
 #include "toolkit/utilities.h"
 
@@ -124,45 +124,18 @@ struct Access {
   uint32_t index = 0;
 };
 
-// A local handle for route under routerID, or, with --via-parent, a remote
-// handle one level further per --bus.
-std::shared_ptr<RouterHandle> handleChain(uint64_t route, uint8_t routerID, const std::vector<uint32_t>& buses) {
-  std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
-  handle->setRouterID(routerID);
-  handle->setRoute(route);
-  for (uint32_t bus : buses) {
-    std::shared_ptr<RemoteRouterHandle> remote = RemoteRouterHandle::remoteRouterHandle();
-    remote->setParentRouterHandle(handle);
-    remote->setBus(bus);
-    handle = remote;
-  }
-  return handle;
-}
-
-bool refuse(CommandContext& context, const std::string& why) {
-  context.usageError(why);
-  return false;
-}
+constexpr const char* kAccessWays[] = {kRouteOption.name, kViaParentOption.name, "iecs-route"};
 
 bool chooseRoute(CommandContext& context, Access& access) {
-  const ParsedArgs& args = context.args();
-  const int ways = args.has("route") + args.has("via-parent") + args.has("iecs-route");
-  if (ways != 1) return refuse(context, "give exactly one of --route, --via-parent and --iecs-route");
-  std::vector<uint32_t> buses;
-  for (const std::string& text : args.values("bus")) {
-    uint64_t bus = 0;
-    if (!context.checkOption("bus", parseNumber(text, UINT32_MAX, bus))) return false;
-    buses.push_back(static_cast<uint32_t>(bus));
-  }
-  const char* routeOption = args.has("route") ? "route" : args.has("via-parent") ? "via-parent" : "iecs-route";
-  uint64_t route = 0;
-  uint8_t routerID = 0;
-  if (!context.router(routeOption, route, routerID)) return false;
-  if (args.has("route") && !buses.empty()) return refuse(context, "--bus goes with --via-parent or --iecs-route");
-  if (!args.has("route") && buses.empty()) return refuse(context, textf("--%s needs --bus", routeOption));
-  if (args.has("iecs-route")) {
-    if (buses.size() != 1) return refuse(context, "--iecs-route takes one --bus");
-    const uint32_t bus = buses[0];
+  RouterChoice choice;
+  if (!chooseRouter(context, kAccessWays, choice)) return false;
+  if (context.args().has("iecs-route")) {
+    if (choice.buses.size() != 1) {
+      context.usageError("--iecs-route takes one --bus");
+      return false;
+    }
+    const uint64_t route = choice.route;
+    const uint32_t bus = choice.buses[0];
     access.read = [route, bus](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
       return utils().iecsRemoteConfigReadWithRoute(route, bus, port, space, index, value);
     };
@@ -171,7 +144,7 @@ bool chooseRoute(CommandContext& context, Access& access) {
     };
     return true;
   }
-  std::shared_ptr<RouterHandle> handle = handleChain(route, routerID, buses);
+  std::shared_ptr<RouterHandle> handle = routerHandleChain(choice);
   access.read = [handle](uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
     return utils().configReadWithRouterHandle(*handle, port, space, index, value);
   };
@@ -230,12 +203,11 @@ int runWrite(CommandContext& context) {
 }
 
 constexpr std::array<OptionSpec, 8> kAccessOptions = {{
-    {.name = "route", .valueName = "R", .help = "the router's route string (a router the controller reaches)"},
+    kRouteOption,
     kRouterIDOption,
-    {.name = "via-parent", .valueName = "R", .help = "reach the router through the link controller of route R"},
+    kViaParentOption,
     {.name = "iecs-route", .valueName = "R", .help = "reach the router behind the bridge of route R (controller 0)"},
-    {.name = "bus", .valueName = "B", .help = "the link controller's bus; with --via-parent once per level",
-     .repeatable = true},
+    kBusOption,
     {.name = "space", .valueName = "device|port|path|counter", .help = "the configuration space", .required = true},
     {.name = "port", .valueName = "P", .help = "the adapter (default 0)"},
     {.name = "index", .valueName = "I", .help = "the double-word index", .required = true},

@@ -1,6 +1,5 @@
 #include "cli/updatechecker_main.h"
 
-#include <cinttypes>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -80,12 +79,6 @@ bool asksForHelp(const std::vector<char*>& args) {
   return false;
 }
 
-// The simulated hardware time a run would have taken on real hardware.
-void reportHardwareTime(const sim::SimHost& machine) {
-  std::fprintf(stderr, "simulated hardware time: %.6f s, %" PRIu64 " configuration accesses\n",
-               static_cast<double>(machine.hardwareTimeMicroseconds()) / 1e6, machine.configAccessCount());
-}
-
 }  // namespace
 
 int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
@@ -109,7 +102,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   int entryArgc = static_cast<int>(args.size());
   args.push_back(nullptr);  // the argument vector ends with a null entry
   int status = runUpdateChecker(entryArgc, args.data(), calls);
-  if (machine && driverFlags().verbose) reportHardwareTime(*machine);
+  if (machine && driverFlags().verbose) std::fputs(hardwareTimeText(*machine).c_str(), stderr);
   installPlatform(std::move(previous));
   return status;
 }

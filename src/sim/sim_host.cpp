@@ -68,8 +68,10 @@ Status SimHost::access(const FaultQuery& query, bool wellFormed, Answer&& answer
 Status SimHost::configAccess(bool write, size_t controller, uint64_t route, uint32_t port, uint32_t space,
                              uint32_t index, uint32_t& value) {
   ++(write ? configWrites_ : configReads_);
-  AccessCounts& counts = accessesOf_[accessKey(controller, route, port, space, index)];
-  ++(write ? counts.writes : counts.reads);
+  if (countAddresses_) {
+    AccessCounts& counts = accessesOf_[accessKey(controller, route, port, space, index)];
+    ++(write ? counts.writes : counts.reads);
+  }
   const FaultQuery query{write ? kFaultConfigWrite : kFaultConfigRead, controller, route, port, space, index};
   const Status st = access(query, space < kSpaceCount && port <= kMaxAdapter, [&](Router& r) {
     return write ? r.write(port, space, index, value) : r.read(port, space, index, value);

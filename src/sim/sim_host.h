@@ -120,11 +120,16 @@ class SimHost {
   uint64_t configAccessCount() const { return configReads_ + configWrites_; }
   uint64_t i2cAccessCount() const { return i2cAccesses_; }
   uint64_t iecsAccessCount() const { return iecsAccesses_; }
-  /// Configuration reads (writes) of one address so far, failed ones included.
+  /// Configuration reads (writes) of one address so far, failed ones included;
+  /// 0 while address counts are off.
   uint64_t configReadsOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index, size_t controller = 0) const;
   uint64_t configWritesOf(uint64_t route, uint32_t port, uint32_t space, uint32_t index, size_t controller = 0) const;
   /// Resets every counter and the access log (the clock is left alone).
   void resetCounters();
+  /// Turns the counts by address of configReadsOf and configWritesOf on or
+  /// off (on at start). They take memory for every address ever touched, so
+  /// a program that walks whole spaces turns them off.
+  void setAddressCountsEnabled(bool on) { countAddresses_ = on; }
   /// Turns recording of every access into accessLog() on or off (off at start).
   void setAccessLogEnabled(bool on) { logAccesses_ = on; }
   const std::vector<AccessRecord>& accessLog() const { return accessLog_; }
@@ -207,6 +212,7 @@ class SimHost {
   };
   // Configuration accesses by address (see accessKey in sim_host.cpp).
   std::map<std::pair<uint64_t, uint64_t>, AccessCounts> accessesOf_;
+  bool countAddresses_ = true;
   bool logAccesses_ = false;
   std::vector<AccessRecord> accessLog_;
   std::vector<Fault> faults_;

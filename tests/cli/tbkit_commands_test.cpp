@@ -6,26 +6,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "cli/tbkit_main.h"
+#include "cli/tbkit_run.h"
 #include "support/topology_builder.h"
 
 namespace tbt::cli {
 namespace {
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Outcome tbkit(const std::vector<std::string>& args) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const int status = runTbkit(args, out, err);
-  return {status, out.str(), err.str()};
-}
 
 // A command line, its exit status, a text its output holds and its whole error output.
 struct Case {

@@ -1,0 +1,175 @@
+// tbkit report end to end on the fixture hosts: exit status, a line each
+// report prints, the one-line errors; and the sink that decides the status.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "cli/stream_report_sink.h"
+#include "cli/tbkit_run.h"
+#include "platform/text.h"
+
+namespace tbt::cli {
+namespace {
+
+const std::string kRich = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
+const std::string kDefault = "--host=sim";
+
+struct ReportCase {
+  const char* name;
+  std::vector<std::string> args;  // after "report"
+  int status;
+  std::string outContains;
+  std::string err;  // the whole error output
+};
+
+void PrintTo(const ReportCase& c, std::ostream* os) { *os << c.name; }
+
+class ReportCommand : public ::testing::TestWithParam<ReportCase> {};
+
+TEST_P(ReportCommand, ExitStatusOutputAndError) {
+  const ReportCase& c = GetParam();
+  std::vector<std::string> args{"report"};
+  args.insert(args.end(), c.args.begin(), c.args.end());
+  const Outcome run = tbkit(args);
+  EXPECT_EQ(run.status, c.status) << run.err;
+  EXPECT_NE(run.out.find(c.outContains), std::string::npos) << run.out.substr(0, 4000);
+  EXPECT_EQ(run.err, c.err);
+  if (c.status == 2) {
+    EXPECT_EQ(run.out, "");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OnFixtureHosts, ReportCommand,
+    ::testing::Values(
+        ReportCase{"Device", {"device", "--route", "0x1", kRich}, 0,
+                   "  000:  15ef8086   Device ID=0x15ef   Vendor ID=0x8086\n", ""},
+        ReportCase{"DeviceOfSecondController", {"device", "--route", "0x1", "--rid", "1", kRich}, 0,
+                   "Max Port=10   Upstream Port=1", ""},
+        ReportCase{"DeviceCapability", {"device-capability", "--route", "1", "--index", "0x10", kRich}, 0,
+                   "  010:  20060500", ""},
+        ReportCase{"DeviceCapabilityRelative",
+                   {"device-capability", "--route", "1", "--index", "0x10", "--relative", kRich}, 0,
+                   "  000:  20060500", ""},
+        ReportCase{"LinkControllerBlock",
+                   {"lc-block", "--route", "1", "--index", "0x20", "--length", "0x90", kRich}, 0, "  0af:  ", ""},
+        ReportCase{"Port", {"port", "--route", "0x1", "--port", "1", kRich}, 0,
+                   "Port 0x1 configuration space at route 0x1\n", ""},
+        ReportCase{"Path", {"path", "--route", "0x1", "--port", "1", kRich}, 0,
+                   "Path configuration space for port 0x1 at route 0x1, RID 0x0\n\nPath 0 configuration\n", ""},
+        ReportCase{"Counters", {"counters", "--route", "0x301", "--port", "3", kRich}, 0,
+                   "Counter configuration space for port 0x3 at route 0x301, RID 0x0\n", ""},
+        ReportCase{"PortCapability", {"port-capability", "--route", "0x1", "--port", "1", "--index", "0", kRich}, 0,
+                   "Cap ID = 0x00", ""},
+        ReportCase{"AdapterCapability",
+                   {"adapter-capability", "--route", "0x1", "--port", "10", "--index", "0", kRich}, 0, "(PCIe Adapter)",
+                   ""},
+        ReportCase{"RouterDescends", {"router", "--route", "0x301", kRich}, 0,
+                   "Port 0xb configuration space at route 0x30301\n", ""},
+        ReportCase{"AllOnRichHost", {"all", kRich}, 0, "Router ID 1:\n=================================\n\n", ""},
+        ReportCase{"AllOnDefaultHost", {"all", kDefault}, 0, "Port 0x6 configuration space at route 0x0\n", ""},
+        ReportCase{"LinkControllerMemory", {"lc-memory", "--route", "0x1", "--lc", "1", kRich}, 0,
+                   "LC 1 Memory Dump for RID 0 and Route 0x1\n0x8000: 0x", ""},
+        ReportCase{"ViaParent", {"device", "--via-parent", "0x1", "--bus", "0", kRich}, 0, "Device ID=0x15ea", ""},
+        ReportCase{"ViaParentTwoLevels", {"device", "--via-parent", "0x1", "--bus", "0", "--bus", "0", kRich}, 0,
+                   "Device ID=0x15ec", ""},
+        ReportCase{"RouterViaParentAlone", {"router", "--via-parent", "0x1", "--bus", "0", kRich}, 0,
+                   "  002:  00000201", ""},
+        // Failures: a report that closes with its error line, or prints nothing.
+        ReportCase{"UnreachableRouter", {"device", "--route", "0x5", kRich}, 1, "ERROR: 0xe00002d6\n",
+                   "tbkit report device: the report ends with an error: 0xe00002d6 (time-out)\n"},
+        ReportCase{"NoSuchController", {"path", "--route", "0", "--port", "1", "--rid", "7", kRich}, 1,
+                   "ERROR: 0xe00002f0\n", "tbkit report path: the report ends with an error: 0xe00002f0 (not found)\n"},
+        ReportCase{"LinkControllerBeyondCount", {"lc-memory", "--route", "0x1", "--lc", "2", kRich}, 1,
+                   "Error: 0xe00002bc\n",
+                   "tbkit report lc-memory: the report ends with an error: 0xe00002bc (general failure)\n"},
+        ReportCase{"RouterThatDoesNotAnswer", {"router", "--route", "0x5", kRich}, 1, "",
+                   "tbkit report router: the router's device space cannot be read\n"},
+        // Usage errors.
+        ReportCase{"NoRouter", {"device", kRich}, 2, "",
+                   "tbkit report device: give exactly one of --route and --via-parent (see --help)\n"},
+        ReportCase{"BusWithRoute", {"device", "--route", "1", "--bus", "0", kRich}, 2, "",
+                   "tbkit report device: --bus goes with --via-parent (see --help)\n"},
+        ReportCase{"ViaParentWithoutBus", {"router", "--via-parent", "1", kRich}, 2, "",
+                   "tbkit report router: --via-parent needs --bus (see --help)\n"},
+        ReportCase{"MissingPort", {"counters", "--route", "1", kRich}, 2, "",
+                   "tbkit report counters: missing --port (see --help)\n"},
+        ReportCase{"PortOutOfRange", {"port", "--route", "1", "--port", "64", kRich}, 2, "",
+                   "tbkit report port: --port: 64 is out of range (at most 0x3f) (see --help)\n"},
+        ReportCase{"AllTakesNoRoute", {"all", "--route", "1", kRich}, 2, "",
+                   "tbkit report all: unknown option --route (see --help)\n"},
+        ReportCase{"UnknownReport", {"space", kRich}, 2, "",
+                   "tbkit report: unknown command 'space' (see tbkit report --help)\n"},
+        ReportCase{"Help", {"lc-block", "--help"}, 0, "  -V, --hardware-time", ""}),
+    [](const ::testing::TestParamInfo<ReportCase>& info) { return std::string(info.param.name); });
+
+TEST(ReportCommands, LinkControllerMemoryDumpsEveryAddress) {
+  const Outcome run = tbkit({"report", "lc-memory", "--route", "0x1", "--lc", "0", kRich});
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::istringstream lines(run.out);
+  std::string line;
+  size_t addresses = 0;
+  uint32_t expected = 0x8000;
+  while (std::getline(lines, line))
+    if (line.starts_with("0x") && line.find(textf("0x%04x: 0x", expected)) == 0) ++addresses, expected += 4;
+  EXPECT_EQ(addresses, 7168u);
+}
+
+TEST(ReportCommands, HardwareTimeGoesToTheErrorStreamOnly) {
+  const Outcome quiet = tbkit({"report", "path", "--route", "0x1", "--port", "1", kRich});
+  const Outcome timed = tbkit({"report", "path", "--route", "0x1", "--port", "1", kRich, "-V"});
+  EXPECT_EQ(timed.status, 0);
+  EXPECT_EQ(timed.out, quiet.out);
+  EXPECT_TRUE(timed.err.starts_with("simulated hardware time: 0.0")) << timed.err;
+  EXPECT_TRUE(timed.err.ends_with(" configuration accesses\n")) << timed.err;
+}
+
+// The sink must find the closing error line however the text is cut into pieces.
+struct SinkCase {
+  const char* name;
+  std::vector<std::string> pieces;
+  bool empty;
+  bool closesWithError;
+  uint32_t status;
+};
+
+void PrintTo(const SinkCase& c, std::ostream* os) { *os << c.name; }
+
+class ReportSinkEnd : public ::testing::TestWithParam<SinkCase> {};
+
+TEST_P(ReportSinkEnd, FindsTheClosingErrorLine) {
+  const SinkCase& c = GetParam();
+  std::ostringstream out;
+  StreamReportSink sink(out);
+  std::string whole;
+  for (const std::string& piece : c.pieces) {
+    sink.write(piece);
+    whole += piece;
+  }
+  EXPECT_EQ(out.str(), whole);
+  EXPECT_EQ(sink.empty(), c.empty);
+  uint32_t status = 0;
+  EXPECT_EQ(sink.closesWithError(status), c.closesWithError);
+  EXPECT_EQ(status, c.status);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pieces, ReportSinkEnd,
+    ::testing::Values(SinkCase{"Nothing", {}, true, false, 0},
+                      SinkCase{"OnlyEmptyPieces", {"", ""}, true, false, 0},
+                      SinkCase{"Complete", {"Path 0\n", "  000:  00000000\n"}, false, false, 0},
+                      SinkCase{"ErrorLine", {"Path 0\n", "ERROR: 0xe00002d6\n"}, false, true, 0xe00002d6},
+                      SinkCase{"LowerCaseErrorLine", {"x\nError: 0xe00002bc\n"}, false, true, 0xe00002bc},
+                      SinkCase{"ErrorLineInPieces", {"Path 0\nERR", "OR: 0xe0", "0002f0", "\n"}, false, true,
+                               0xe00002f0},
+                      SinkCase{"ErrorLineWithoutNewline", {"a\n", "ERROR: 0x00000001"}, false, true, 1},
+                      SinkCase{"ErrorLineNotLast", {"ERROR: 0xe00002bc\n=====\n\n"}, false, false, 0},
+                      SinkCase{"PatchEntryError", {"  01c:  ERROR\n"}, false, false, 0},
+                      SinkCase{"LongerLine", {"ERROR: 0xe00002bc and more\n"}, false, false, 0},
+                      SinkCase{"LongLineCutAtTheKeptLength", {"ERROR: 0xe00002bc", std::string(40, 'x'), "\n"}, false,
+                               false, 0},
+                      SinkCase{"NotHex", {"ERROR: 0xe00002bz\n"}, false, false, 0}),
+    [](const ::testing::TestParamInfo<SinkCase>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tbt::cli
