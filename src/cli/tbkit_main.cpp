@@ -33,10 +33,11 @@ const OptionSpec kCommonOptions[] = {
 };
 
 const OptionSpec kHostOption = {.name = "host",
-                                .valueName = "sim|sim:FILE",
+                                .valueName = "sim|sim:FILE|linux|linux:ROOT",
                                 .help =
-                                    "the host: the built-in simulated host or one described by FILE "
-                                    "(default: $TBT_HOST)"};
+                                    "the host: the built-in simulated host, one described by FILE, this "
+                                    "Linux machine or a copy of its /sys below ROOT (default: $TBT_HOST, "
+                                    "else this machine)"};
 
 std::vector<OptionSpec> optionsOf(const Command& command) {
   std::vector<OptionSpec> options(command.options.begin(), command.options.end());
