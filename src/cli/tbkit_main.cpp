@@ -10,6 +10,7 @@
 #include <iostream>
 #include <optional>
 
+#include "cli/capture_command.h"
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
@@ -24,7 +25,7 @@ constexpr const char* kProgram = "tbkit";
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
     &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(),
-    &writeFamily(), &iecsFamily(), &eepromFamily(), &nvmFamily(),
+    &writeFamily(), &iecsFamily(), &eepromFamily(), &nvmFamily(), &captureFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
