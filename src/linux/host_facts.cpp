@@ -11,22 +11,19 @@ namespace {
 constexpr size_t kMaxEntries = 64;
 constexpr size_t kMaxMountTableBytes = 1 << 20;
 
-// The first entry of a folder that holds the file, as "<folder>/<entry>/<file>".
-std::optional<std::string> firstWith(LinuxFiles& files, const std::string& folder, const char* file) {
+// The first line of "<folder>/<entry>/<file>" for the first entry that has the file.
+std::optional<std::string> firstLineIn(LinuxFiles& files, const std::string& folder, const char* file) {
   std::vector<std::string> names;
   if (files.list(folder, kMaxEntries, names) != 0) return std::nullopt;
   std::sort(names.begin(), names.end());
-  for (const std::string& name : names) {
-    std::string path = folder + "/" + name + "/" + file;
-    if (readLine(files, path)) return path;
-  }
+  for (const std::string& name : names)
+    if (std::optional<std::string> line = readLine(files, folder + "/" + name + "/" + file)) return line;
   return std::nullopt;
 }
 
 // "state:      closed" of the ACPI lid button.
 std::optional<bool> lidClosed(LinuxFiles& files, const std::string& root) {
-  std::optional<std::string> path = firstWith(files, root + "/proc/acpi/button/lid", "state");
-  std::optional<std::string> line = path ? readLine(files, *path) : std::nullopt;
+  std::optional<std::string> line = firstLineIn(files, root + "/proc/acpi/button/lid", "state");
   if (!line) return std::nullopt;
   if (line->find("closed") != std::string::npos) return true;
   if (line->find("open") != std::string::npos) return false;
