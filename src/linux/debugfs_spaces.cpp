@@ -109,7 +109,10 @@ Status DebugfsSpaces::write(uint32_t domain, uint64_t route, uint32_t port, uint
   const mode_t mode = files_.mode(path, &error);
   if (error != 0) return statusOfErrno(error, domain, route, port);
   // Without the kernel's debugfs write option the file is read-only (0400).
-  if (!(mode & S_IWUSR)) return status::kUnsupported;
+  if (!(mode & S_IWUSR)) {
+    readOnly_ = path;
+    return status::kUnsupported;
+  }
   const std::vector<std::string> chunks = splitOnLines(writeLines(index, values, count), kMaxWriteBytes);
   error = files_.write(path, chunks);
   // Lines before a failing one may have reached the hardware: every snapshot

@@ -49,6 +49,8 @@ class DebugfsSpaces {
   std::vector<uint32_t> adapters(uint32_t domain, uint64_t route);
   /// True once a read or write was refused for lack of permission.
   bool permissionDenied() const { return denied_; }
+  /// The read-only file a write was refused for, once one was ("" before).
+  const std::string& readOnlyRefused() const { return readOnly_; }
   /// File reads so far, in all and of one file.
   uint64_t fileReads() const { return reads_; }
   uint64_t fileReadsOf(const std::string& path) const;
@@ -68,6 +70,7 @@ class DebugfsSpaces {
   std::map<std::string, uint64_t> readsOf_;
   uint64_t reads_ = 0;
   bool denied_ = false;
+  std::string readOnly_;
 };
 
 /// The status of a failed file operation's errno.

@@ -142,6 +142,10 @@ void LinuxControllerDriver::hintAbout(Status s) {
     std::fprintf(stderr, "%s: hint: the router registers need root, with debugfs mounted at %s\n",
                  program_invocation_short_name, mount.c_str());
     hinted_ = true;
+  } else if (s == status::kUnsupported && !spaces_.readOnlyRefused().empty()) {
+    std::fprintf(stderr, "%s: hint: %s is read-only: register writes need a kernel built with "
+                 "CONFIG_USB4_DEBUGFS_WRITE\n", program_invocation_short_name, spaces_.readOnlyRefused().c_str());
+    hinted_ = true;
   } else if (s == status::kNotFound && !LinuxFiles().isDirectory(debugfs_)) {
     std::fprintf(stderr, "%s: hint: %s does not exist: mount debugfs there (mount -t debugfs none %s) as root\n",
                  program_invocation_short_name, debugfs_.c_str(), mount.c_str());
