@@ -88,6 +88,9 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
     onSim.push_back("--host=sim:" + file);
     EXPECT_EQ(tbkit(command), tbkit(onSim));
   }
+  std::ostringstream out, err;
+  EXPECT_EQ(cli::runTbkit({"list", "--host=linux:" + linux.root() + "/none"}, out, err), 2);
+  EXPECT_NE(err.str().find("/none/sys/bus/thunderbolt does not exist"), std::string::npos) << err.str();
   const std::string parsed =
       tbkit({"drom", "parse", linux.root() + "/sys/kernel/debug/thunderbolt/0-1/drom"});
   EXPECT_NE(parsed.find("0xd45f2f9db08200"), std::string::npos) << parsed;
