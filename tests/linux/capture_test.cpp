@@ -89,7 +89,8 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
     EXPECT_EQ(tbkit(command), tbkit(onSim));
   }
   std::ostringstream out, err;
-  EXPECT_EQ(cli::runTbkit({"list", "--host=linux:" + linux.root() + "/none"}, out, err), 2);
+  const std::vector<std::string> missing = {"list", "--host=linux:" + linux.root() + "/none"};
+  EXPECT_EQ(cli::runTbkit(missing, out, err), 2);
   EXPECT_NE(err.str().find("/none/sys/bus/thunderbolt does not exist"), std::string::npos) << err.str();
   const std::string parsed =
       tbkit({"drom", "parse", linux.root() + "/sys/kernel/debug/thunderbolt/0-1/drom"});
