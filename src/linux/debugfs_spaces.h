@@ -47,6 +47,8 @@ class DebugfsSpaces {
   std::string fileOf(uint32_t domain, uint64_t route, uint32_t port, uint32_t space) const;
   /// The adapters that have a folder below the router, ascending.
   std::vector<uint32_t> adapters(uint32_t domain, uint64_t route);
+  /// True when the driver's debugfs folder exists (debugfs is mounted).
+  bool present() { return files_.isDirectory(root_); }
   /// True once a read or write was refused for lack of permission.
   bool permissionDenied() const { return denied_; }
   /// The read-only file a write was refused for, once one was ("" before).
