@@ -36,8 +36,8 @@ class DebugfsSpaces {
   /// failure line: device error; no router or adapter folder: not found;
   /// permission denied: not permitted.
   Status read(uint32_t domain, uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
-  /// Writes count double words from index, then reads the file again and
-  /// requires every written index to read back. A file without write
+  /// Writes count double words from index, then reads the file again: a
+  /// written index it lists as unreadable fails the write. A file without write
   /// permission (the kernel built without debugfs writes): unsupported,
   /// nothing written.
   Status write(uint32_t domain, uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,

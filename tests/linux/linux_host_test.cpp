@@ -143,6 +143,8 @@ TEST(LinuxSnapshots, EachFileOnceUntilAWriteToItsRouter) {
   ASSERT_EQ(host.files().writes.size(), 1u);
   EXPECT_EQ(host.files().writes[0].chunks, std::vector<std::string>{"0x0009 0x00000001\n"});
   uint32_t value = 0;
+  ASSERT_EQ(manager.configReadWithRouterID(0, 0x1, 0, 2, 0x9, value), status::kSuccess);
+  EXPECT_EQ(value, 1u) << "the new value, not the snapshot taken before the write";
   manager.configReadWithRouterID(0, 0x1, 0, 2, 0, value);
   manager.configReadWithRouterID(0, 0x1, 10, 1, 0, value);
   manager.configReadWithRouterID(0, 0x0, 5, 1, 0, value);
@@ -158,6 +160,28 @@ TEST(LinuxWrites, ReadOnlyFileWritesNothing) {
   EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configWriteWithRouterID(0, 0x1, 0, 2, 0x9, 1),
             status::kUnsupported);
   EXPECT_TRUE(host.files().writes.empty());
+}
+
+TEST(LinuxWrites, LongWritesGoInChunksOfWholeLines) {
+  ScopedLinuxHost host;
+  std::unique_ptr<ControllerPlugIn> plugIn;
+  ASSERT_EQ(platform().controllerDriver().createPlugIn(registry().matching(kControllerClass).at(0), plugIn),
+            status::kSuccess);
+  std::unique_ptr<DeviceInterface> device = plugIn->queryInterface(kDeviceInterfaceV2);
+  std::vector<uint8_t> buffer(4 * 300, 0x5a);
+  ASSERT_EQ(device->configWrite(0x1, 0, 2, 0x0, 300, buffer.data()), status::kSuccess);
+  ASSERT_EQ(host.files().writes.size(), 1u);
+  const auto& chunks = host.files().writes[0].chunks;
+  ASSERT_EQ(chunks.size(), 2u);
+  for (const std::string& chunk : chunks) {
+    EXPECT_LE(chunk.size(), 4096u);
+    EXPECT_EQ(chunk.back(), '\n');
+  }
+  EXPECT_EQ(chunks[0].substr(0, 18), "0x0000 0x5a5a5a5a\n");
+  uint8_t read[4] = {};
+  ASSERT_EQ(device->configRead(0x1, 0, 2, 0x11, 1, read), status::kSuccess) << "read back";
+  EXPECT_EQ(read[0], 0x5a);
+  EXPECT_EQ(device->i2cTransaction(0x1, 0x50, 0, nullptr, 0, nullptr), status::kUnsupported);
 }
 
 }  // namespace

@@ -10,15 +10,19 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "linux/linux_platform.h"
 #include "platform/platform.h"
+#include "platform/text.h"
 
 namespace tbt::test {
 
@@ -34,10 +38,29 @@ class CountingFiles : public linux_host::LinuxFiles {
     auto failure = failures.find(path);
     return failure != failures.end() ? failure->second : LinuxFiles::read(path, maxBytes, text);
   }
+  /// Records the chunks and applies their lines as the kernel would: each
+  /// "offset value" line replaces the value of the row the file lists for it.
   int write(const std::string& path, const std::vector<std::string>& chunks) override {
     writes.push_back({path, chunks});
     auto failure = failures.find(path);
-    return failure != failures.end() ? failure->second : LinuxFiles::write(path, chunks);
+    if (failure != failures.end()) return failure->second;
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    std::vector<std::string> rows;
+    for (std::string row; std::getline(text, row);) rows.push_back(row);
+    for (const std::string& chunk : chunks) {
+      std::istringstream lines(chunk);
+      for (std::string line; std::getline(lines, line);) {
+        unsigned offset = 0, value = 0;
+        if (std::sscanf(line.c_str(), "%x %x", &offset, &value) != 2) return 0;  // the kernel stops there
+        for (std::string& row : rows)
+          if (row[0] != '#' && row.find('<') == std::string::npos && std::stoul(row, nullptr, 16) == offset)
+            row = row.substr(0, row.rfind(' ') + 1) + textf("0x%08x", value);
+      }
+    }
+    std::ofstream out(path, std::ios::trunc);
+    for (const std::string& row : rows) out << row << "\n";
+    return 0;
   }
   uint64_t readsOf(const std::string& path) const {
     auto it = reads_.find(path);
