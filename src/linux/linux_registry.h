@@ -1,8 +1,8 @@
 #pragma once
-// The registry of a Linux host, in the shape the controller driver of the
-// toolkit's home platform publishes: one controller per Thunderbolt domain,
-// its host interface port, the host switch, its ports, and below each
-// connected lane adapter the next router's upstream port and switch; an
+// The registry of a Linux host, in the shape the toolkit walks: one
+// controller per Thunderbolt domain, its host interface port, the host
+// switch, its ports, and below each connected lane adapter the next router's
+// upstream port and switch; an
 // "IOThunderboltXDomainLink" where a lane adapter leads to another host; and
 // the host probes (board id, boot firmware, lid, power sources, boot medium).
 #include <map>
