@@ -54,7 +54,7 @@ class CountingFiles : public linux_host::LinuxFiles {
         unsigned offset = 0, value = 0;
         if (std::sscanf(line.c_str(), "%x %x", &offset, &value) != 2) return 0;  // the kernel stops there
         for (std::string& row : rows)
-          if (row[0] != '#' && row.find('<') == std::string::npos && std::stoul(row, nullptr, 16) == offset)
+          if (!row.empty() && row[0] == '0' && row.find('<') == std::string::npos && std::stoul(row, nullptr, 16) == offset)
             row = row.substr(0, row.rfind(' ') + 1) + textf("0x%08x", value);
       }
     }
