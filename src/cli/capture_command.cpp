@@ -23,7 +23,10 @@ int runCapture(CommandContext& context) {
 }
 
 const OptionSpec kCaptureOptions[] = {
-    {.name = "output", .shortName = 'o', .valueName = "FILE", .help = "write the host file to FILE (default: print it)"},
+    {.name = "output",
+     .shortName = 'o',
+     .valueName = "FILE",
+     .help = "write the host file to FILE (default: print it)"},
 };
 
 constexpr const char* kCaptureDetails =

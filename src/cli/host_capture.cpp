@@ -182,7 +182,8 @@ class ControllerCapture {
 void captureFacts(Json& doc) {
   std::optional<Property> board = searchProperty(registry().root(), "board-id", kSearchRecursively);
   if (board && (board->isData() || board->isString())) {
-    std::string text = board->isData() ? std::string(board->asData().begin(), board->asData().end()) : board->asString();
+    std::string text =
+        board->isData() ? std::string(board->asData().begin(), board->asData().end()) : board->asString();
     doc["board-id"] = text.substr(0, text.find('\0'));
   }
   if (RegistryEntry rom = registry().fromPath("IODeviceTree:/rom")) {

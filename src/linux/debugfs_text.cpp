@@ -59,7 +59,8 @@ SpaceSnapshot parseSpaceText(std::string_view text) {
     }
     // regs: five fields; path and counters: four. The value is the last.
     uint32_t value = 0;
-    if ((t.size() == 4 || t.size() == 5) && hexWord(t.back(), value)) words[index] = ListedWord{value, status::kSuccess};
+    if ((t.size() == 4 || t.size() == 5) && hexWord(t.back(), value))
+      words[index] = ListedWord{value, status::kSuccess};
   }
   return words;
 }

@@ -61,8 +61,9 @@ class DomainBuilder {
     uint32_t hostInterface = 0;
     for (uint32_t p : adapters)
       if (!hostInterface && adapterType(0, p) == kHostInterfaceAdapter) hostInterface = p;
-    std::shared_ptr<LinuxNode> port = hostInterface ? addPort(controller, 0, hostInterface)
-                                                    : controller.addChild("IOThunderboltPort", "IOThunderboltPort@host");
+    std::shared_ptr<LinuxNode> port =
+        hostInterface ? addPort(controller, 0, hostInterface)
+                      : controller.addChild("IOThunderboltPort", "IOThunderboltPort@host");
     addSwitch(*port, r, hostInterface, adapters);
   }
 

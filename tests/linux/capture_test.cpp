@@ -46,7 +46,8 @@ TEST(Capture, LinuxCaptureReplaysEveryRegisterRead) {
   for (const RegistryEntry& port : registry().matching(kPortClass)) {
     uint64_t number = 0;
     if (!readRegistryNumber64(port, kPortNumberKey, number)) continue;
-    RegistryEntry sw = port.parents().at(0).conformsTo(kSwitchClass) ? port.parents()[0] : firstChildOfClass(port, kSwitchClass);
+    const RegistryEntry parent = port.parents().at(0);
+    RegistryEntry sw = parent.conformsTo(kSwitchClass) ? parent : firstChildOfClass(port, kSwitchClass);
     const uint64_t route = routeOfEntry(sw);
     for (uint32_t space = 0; space < 4; ++space) {
       const uint32_t adapter = space == 2 ? 0 : static_cast<uint32_t>(number);

@@ -54,7 +54,8 @@ class CountingFiles : public linux_host::LinuxFiles {
         unsigned offset = 0, value = 0;
         if (std::sscanf(line.c_str(), "%x %x", &offset, &value) != 2) return 0;  // the kernel stops there
         for (std::string& row : rows)
-          if (!row.empty() && row[0] == '0' && row.find('<') == std::string::npos && std::stoul(row, nullptr, 16) == offset)
+          if (!row.empty() && row[0] == '0' && row.find('<') == std::string::npos &&
+              std::stoul(row, nullptr, 16) == offset)
             row = row.substr(0, row.rfind(' ') + 1) + textf("0x%08x", value);
       }
     }
@@ -107,7 +108,9 @@ class ScopedLinuxHost {
 
   const std::string& root() const { return root_; }
   /// A path below the copy's debugfs folder: debugfs("0-1/port10/regs").
-  std::string debugfs(const std::string& relative) const { return linux_host::debugfsDirectory(root_) + "/" + relative; }
+  std::string debugfs(const std::string& relative) const {
+    return linux_host::debugfsDirectory(root_) + "/" + relative;
+  }
   CountingFiles& files() { return *files_; }
   linux_host::LinuxPlatform& platform() { return *platform_; }
 
