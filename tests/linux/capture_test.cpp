@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "cli/host_capture.h"
@@ -93,9 +94,19 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
   const std::vector<std::string> missing = {"list", "--host=linux:" + linux.root() + "/none"};
   EXPECT_EQ(cli::runTbkit(missing, out, err), 2);
   EXPECT_NE(err.str().find("/none/sys/bus/thunderbolt does not exist"), std::string::npos) << err.str();
-  const std::string parsed =
-      tbkit({"drom", "parse", linux.root() + "/sys/kernel/debug/thunderbolt/0-1/drom"});
-  EXPECT_NE(parsed.find("0xd45f2f9db08200"), std::string::npos) << parsed;
+  // The router's DROM file is the replayed EEPROM's content at the DROM offset.
+  const std::string drom = linux.root() + "/sys/kernel/debug/thunderbolt/0-1/drom";
+  EXPECT_NE(tbkit({"drom", "parse", drom}).find("0xd45f2f9db08200"), std::string::npos);
+  std::ifstream in(drom, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::istringstream dump(tbkit({"eeprom", "read", "--host=sim:" + file, "--route", "0x1", "--offset", "0x100",
+                                 "--length", std::to_string(bytes.size())}));
+  std::string replayed;
+  for (std::string line; std::getline(dump, line);) {
+    std::istringstream hexBytes(line.substr(line.find(':') + 1));
+    for (unsigned byte = 0; hexBytes >> std::hex >> byte;) replayed.push_back(static_cast<char>(byte));
+  }
+  EXPECT_EQ(replayed, bytes);
 }
 
 }  // namespace
