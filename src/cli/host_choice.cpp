@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "linux/linux_platform.h"
 #include "platform/text.h"
 #include "sim/sim_host.h"
 #include "sim/sim_platform.h"
@@ -13,9 +14,12 @@ namespace {
 constexpr std::string_view kHostOption = "--host";
 constexpr std::string_view kSimValue = "sim";
 constexpr std::string_view kSimFilePrefix = "sim:";
+constexpr std::string_view kLinuxValue = "linux";
+constexpr std::string_view kLinuxRootPrefix = "linux:";
+constexpr const char* kHostForms = "\"sim\", \"sim:FILE\", \"linux\" or \"linux:ROOT\"";
 
-// Parses a host value: "sim" or "sim:FILE"; error receives a one-line reason
-// for anything else.
+// Parses a host value: "sim", "sim:FILE", "linux" or "linux:ROOT"; error
+// receives a one-line reason for anything else.
 std::optional<HostRequest> parseHostValue(std::string_view value, std::string* error) {
   HostRequest request;
   if (value == kSimValue) {
@@ -27,9 +31,17 @@ std::optional<HostRequest> parseHostValue(std::string_view value, std::string* e
     request.file = value.substr(kSimFilePrefix.size());
     return request;
   }
+  if (value == kLinuxValue) {
+    request.kind = HostRequest::Kind::Linux;
+    return request;
+  }
+  if (value.substr(0, kLinuxRootPrefix.size()) == kLinuxRootPrefix && value.size() > kLinuxRootPrefix.size()) {
+    request.kind = HostRequest::Kind::Linux;
+    request.file = value.substr(kLinuxRootPrefix.size());
+    return request;
+  }
   if (error)
-    *error = textf("invalid host '%.*s': expected \"sim\" or \"sim:FILE\"", static_cast<int>(value.size()),
-                   value.data());
+    *error = textf("invalid host '%.*s': expected %s", static_cast<int>(value.size()), value.data(), kHostForms);
   return std::nullopt;
 }
 
@@ -39,10 +51,21 @@ std::optional<ChosenHost> loadHost(const HostRequest& request, std::string* erro
   std::unique_ptr<sim::SimPlatform> simulated;
   switch (request.kind) {
     case HostRequest::Kind::Native:
+      if (linux_host::hasThunderboltBus("")) return loadHost(HostRequest{HostRequest::Kind::Linux, ""}, error);
       if (error)
-        *error = "no native host backend is available in this build; choose a simulated host with "
+        *error = "no native host found (no /sys/bus/thunderbolt); choose a simulated host with "
                  "--host=sim or --host=sim:FILE (or TBT_HOST)";
       return std::nullopt;
+    case HostRequest::Kind::Linux: {
+      auto real = linux_host::openLinuxHost(request.file, &reason);
+      if (!real) {
+        if (error) *error = reason;
+        return std::nullopt;
+      }
+      ChosenHost chosen;
+      chosen.platform = std::move(real);
+      return chosen;
+    }
     case HostRequest::Kind::SimDefault: simulated = sim::loadDefaultHost(&reason); break;
     case HostRequest::Kind::SimFile: simulated = sim::loadHostFile(request.file, &reason); break;
   }
@@ -71,7 +94,7 @@ std::optional<HostRequest> takeHostRequest(std::vector<char*>& args, const char*
     if (arg == "--") break;  // operands from here on
     if (arg == kHostOption) {
       if (i + 1 == args.size()) {
-        if (error) *error = "--host needs a value: \"sim\" or \"sim:FILE\"";
+        if (error) *error = textf("--host needs a value: %s", kHostForms);
         return std::nullopt;
       }
       value = args[++i];

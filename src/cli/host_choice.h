@@ -1,10 +1,13 @@
 #pragma once
 // The choice of host shared by every program: the built-in simulated host,
-// a simulated host described by a file, or the native backend.
+// a simulated host described by a file, or the Linux backend.
 //
-//   --host=sim        the embedded default host
-//   --host=sim:FILE   the host described by the JSON file FILE
-//   TBT_HOST          the same values, used when no --host option is given
+//   --host=sim         the embedded default host
+//   --host=sim:FILE    the host described by the JSON file FILE
+//   --host=linux       this Linux machine (/sys/bus/thunderbolt, debugfs)
+//   --host=linux:ROOT  a copy of such a tree: ROOT/sys/...
+//   TBT_HOST           the same values, used when no --host option is given;
+//                      with neither, this machine when it has a Thunderbolt bus
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,15 +26,15 @@ inline constexpr const char* kHostEnvironmentVariable = "TBT_HOST";
 
 /// What the command line or the environment asked for.
 struct HostRequest {
-  enum class Kind { Native, SimDefault, SimFile };
+  enum class Kind { Native, SimDefault, SimFile, Linux };
   Kind kind = Kind::Native;
-  std::string file;  // the host file, for SimFile
+  std::string file;  // the host file, for SimFile; the root ("" for /), for Linux
 };
 
 /// Takes every "--host=VALUE" and "--host VALUE" out of args (up to a "--"),
 /// so that a program's own option parser never sees them; the last one wins.
 /// Without one, the value of TBT_HOST (environment: its value, null or empty
-/// when unset) is used; without either, the native backend.
+/// when unset) is used; without either, Native (this machine's own backend).
 /// args: the program's arguments without the terminating null, edited in
 /// place; error: receives a one-line reason for a malformed value.
 /// Returns the request, or nullopt when a value is malformed or missing.
@@ -46,7 +49,7 @@ struct ChosenHost {
 /// Chooses and loads the host of a program: takeHostRequest with the
 /// process's TBT_HOST, then the platform it names.
 /// args: as for takeHostRequest; error: one line on failure (a bad host file
-/// names the key path and the reason; the native backend does not exist yet).
+/// names the key path and the reason; Native fails without /sys/bus/thunderbolt).
 /// Returns the host, or nullopt (the program then exits with kHostChoiceFailed).
 std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error);
 

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <optional>
 
+#include "cli/capture_command.h"
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
@@ -26,7 +27,7 @@ constexpr const char* kProgram = "tbkit";
 // Every command family of the program, in the order help lists them.
 const CommandFamily* const kFamilies[] = {
     &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(), &writeFamily(),
-    &iecsFamily(),  &eepromFamily(), &nvmFamily(), &reportFamily(),
+    &iecsFamily(),  &eepromFamily(), &nvmFamily(), &reportFamily(), &captureFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
@@ -35,10 +36,11 @@ const OptionSpec kCommonOptions[] = {
 };
 
 const OptionSpec kHostOption = {.name = "host",
-                                .valueName = "sim|sim:FILE",
+                                .valueName = "sim|sim:FILE|linux|linux:ROOT",
                                 .help =
-                                    "the host: the built-in simulated host or one described by FILE "
-                                    "(default: $TBT_HOST)"};
+                                    "the host: the built-in simulated host, one described by FILE, this "
+                                    "Linux machine or a copy of its /sys below ROOT (default: $TBT_HOST, "
+                                    "else this machine)"};
 const OptionSpec kHardwareTimeOption = {.name = "hardware-time",
                                         .shortName = 'V',
                                         .help = "then the simulated hardware time and accesses, on standard error"};

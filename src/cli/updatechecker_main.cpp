@@ -17,7 +17,7 @@ constexpr const char* kProgramName = "updatechecker";
 
 // The help text; %g is the version.
 constexpr const char* kUsage =
-    "Usage: updatechecker [--host=sim | --host=sim:FILE] [options]\n"
+    "Usage: updatechecker [--host=sim[:FILE] | --host=linux[:ROOT]] [options]\n"
     "       updatechecker [--host=...] -b [options] UTILITY PAYLOAD0 PAYLOAD1\n"
     "\n"
     "Update Checker version %g.\n"
@@ -64,8 +64,10 @@ constexpr const char* kUsage =
     "Host:\n"
     "  --host=sim       the built-in simulated host\n"
     "  --host=sim:FILE  the simulated host described by the JSON file FILE\n"
+    "  --host=linux     this Linux machine (sysfs and debugfs; root needed)\n"
+    "  --host=linux:ROOT  a copy of a Linux machine's /sys below ROOT\n"
     "  TBT_HOST         the same values, used when --host is not given\n"
-    "  With neither, the native backend is used (not available in this build).\n"
+    "  With neither, this machine when it has /sys/bus/thunderbolt.\n"
     "\n"
     "Exit status: the low eight bits of the result code (0 on success);\n"
     "2 when the host cannot be chosen or its file is malformed.\n";

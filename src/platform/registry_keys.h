@@ -16,6 +16,8 @@ inline constexpr std::string_view kXDomainLinkClass = "IOThunderboltXDomainLink"
 inline constexpr std::string_view kRouteStringKey = "Route String";
 inline constexpr std::string_view kUIDKey = "UID";
 inline constexpr std::string_view kDepthKey = "Depth";
+/// The router's DROM bytes as the host read them, where the host publishes them (data).
+inline constexpr std::string_view kDromKey = "DROM";
 
 /// Properties of a port entry.
 inline constexpr std::string_view kPortNumberKey = "Port Number";

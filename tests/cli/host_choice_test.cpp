@@ -50,6 +50,8 @@ TEST(HostChoice, OptionWinsOverEnvironmentAndIsTakenOut) {
       {{"p", "--host", "sim:b.json", "--host=sim"}, "sim:env.json", Kind::SimDefault, "", {"p"}},
       {{"p", "--", "--host=sim"}, nullptr, Kind::Native, "", {"p", "--", "--host=sim"}},
       {{"p", "--hostile"}, nullptr, Kind::Native, "", {"p", "--hostile"}},
+      {{"p", "--host=linux"}, "sim", Kind::Linux, "", {"p"}},
+      {{"p", "-a"}, "linux:/tmp/tree", Kind::Linux, "/tmp/tree", {"p", "-a"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.args));
@@ -64,6 +66,7 @@ TEST(HostChoice, OptionWinsOverEnvironmentAndIsTakenOut) {
 TEST(HostChoice, MalformedValuesAreOneLineErrors) {
   const std::pair<Lines, const char*> cases[] = {
       {{"p", "--host=simulated"}, nullptr}, {{"p", "--host=sim:"}, nullptr}, {{"p", "--host"}, nullptr},
+      {{"p", "--host=linux:"}, nullptr},
       {{"p"}, "native"}};
   for (const auto& [args, environment] : cases) {
     Taken t = take(args, environment);

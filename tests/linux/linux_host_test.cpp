@@ -1,0 +1,188 @@
+// The Linux backend on the fixture tree (fixtures/linux/chain):
+//
+//   0-0  host router (captured DP IN adapter 5, NHI 7)
+//    ├─ adapter 1 ── 0-1  dock (captured DP OUT adapter 10, DFT capability, drom)
+//    │                └─ adapter 3 ── 0-301  display (every failure line; empty
+//    │                                       and header-only adapter files)
+//    └─ adapter 3 ── 0-3  another host (XDomain)
+//   plus domain0, a retimer 0-0:1.1 and a service 0-1.1, which are no routers.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "cli/host_capture.h"
+#include "kernel/user_client_manager.h"
+#include "platform/host_probes.h"
+#include "platform/registry_helpers.h"
+#include "support/scoped_host.h"
+#include "support/scoped_linux_host.h"
+
+namespace tbt::test {
+namespace {
+
+struct SwitchCase {
+  const char* name;
+  uint64_t route;
+  uint64_t depth;
+  std::optional<uint64_t> uid, vendor, model, rom, nvmRevision;
+};
+
+class LinuxSwitches : public ::testing::TestWithParam<SwitchCase> {};
+
+TEST_P(LinuxSwitches, CarryTheAttributesTheKernelGives) {
+  ScopedLinuxHost host;
+  const SwitchCase& c = GetParam();
+  RegistryEntry sw = switchEntry(c.route);
+  ASSERT_TRUE(sw);
+  auto number = [&](std::string_view key) -> std::optional<uint64_t> {
+    uint64_t v = 0;
+    return readRegistryNumber64(sw, key, v) ? std::optional<uint64_t>(v) : std::nullopt;
+  };
+  EXPECT_EQ(number(kDepthKey), c.depth);
+  EXPECT_EQ(number(kUIDKey), c.uid);
+  EXPECT_EQ(number("Device Vendor ID"), c.vendor);
+  EXPECT_EQ(number("Device Model ID"), c.model);
+  EXPECT_EQ(number("ROM Version"), c.rom);
+  EXPECT_EQ(number("NVM Revision"), c.nvmRevision);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fixture, LinuxSwitches,
+    ::testing::Values(
+        // The host switch's UID carries the domain index in its low four bits (the router ID).
+        SwitchCase{"HostRouterUidCarriesDomain", 0x0, 0, 0x33205d7c0b1e40, 0x8087, 0x9a1f, 0x20, 0x0},
+        SwitchCase{"DockHexAttributes", 0x1, 1, 0xd45f2f9db08200, 0x16b, 0x9010, 0x56, 0x81},
+        SwitchCase{"DisplayDecimalAttributesNoNvmVersion", 0x301, 2, 0x1d15b00a1c302, 1, 0x8002, std::nullopt,
+                   std::nullopt}),
+    [](const ::testing::TestParamInfo<SwitchCase>& info) { return std::string(info.param.name); });
+
+TEST(LinuxRegistry, OnlyRoutersBecomeSwitchesAndPeersAreLinks) {
+  ScopedLinuxHost host;
+  std::vector<uint64_t> routes;
+  for (const RegistryEntry& sw : registry().matching(kSwitchClass)) routes.push_back(routeOfEntry(sw));
+  EXPECT_EQ(routes, (std::vector<uint64_t>{0x0, 0x1, 0x301}));
+  EXPECT_EQ(registry().matching(kXDomainLinkClass).size(), 1u);
+  EXPECT_EQ(registry().matching(kControllerClass).size(), 1u);
+  ASSERT_EQ(ThunderboltUserClientManager::sharedInstance().userClientSet().size(), 1u);
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().userClientSet()[0]->routerID(), 0);
+}
+
+TEST(LinuxRegistry, HostProbesFromTheSystemsFiles) {
+  ScopedLinuxHost host;
+  char board[32] = {};
+  ASSERT_TRUE(readRegistryData(registry().root(), "board-id", kSearchRecursively,
+                               reinterpret_cast<uint8_t*>(board), sizeof board));
+  EXPECT_STREQ(board, "LX-2210");
+  RegistryEntry rom = registry().fromPath("IODeviceTree:/rom");
+  EXPECT_EQ(rom.property("version")->asString(), "1.14.0");
+  EXPECT_FALSE(isLidClosed());
+  EXPECT_TRUE(isOnExternalPower());
+  EXPECT_EQ(host.platform().host().bootDiskName(), "nvme0n1p2");
+  EXPECT_TRUE(bootMediaEntry());
+}
+
+struct ReadCase {
+  const char* name;
+  uint64_t route;
+  uint32_t port, space, index;
+  Status status;
+  uint32_t value;
+};
+
+class LinuxReads : public ::testing::TestWithParam<ReadCase> {};
+
+TEST_P(LinuxReads, AnswerFromTheDebugfsFiles) {
+  ScopedLinuxHost host;
+  const ReadCase& c = GetParam();
+  uint32_t value = 0;
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configReadWithRouterID(0, c.route, c.port, c.space,
+                                                                                  c.index, value),
+            c.status);
+  EXPECT_EQ(value, c.value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fixture, LinuxReads,
+    ::testing::Values(ReadCase{"CapturedHostAdapter", 0x0, 5, 1, 0x3c, status::kSuccess, 0x3f290005},
+                      ReadCase{"CapturedDockAdapter", 0x1, 10, 1, 0x80, status::kSuccess, 0x06410641},
+                      ReadCase{"DeviceSpace", 0x301, 0, 2, 1, status::kSuccess, 0x00218105},
+                      ReadCase{"PathSpace", 0x0, 1, 0, 0x10, status::kSuccess, 0x80000410},
+                      ReadCase{"CounterSpace", 0x0, 1, 3, 1, status::kSuccess, 0xa5a5},
+                      ReadCase{"IndexNotListed", 0x1, 10, 1, 0x9, status::kUnsupported, 0},
+                      ReadCase{"NotAccessible", 0x301, 0, 2, 0x80, status::kDeviceError, 0},
+                      ReadCase{"CapabilityReadFailed", 0x301, 0, 2, 0x50, status::kDeviceError, 0},
+                      ReadCase{"UnknownCapability", 0x301, 0, 2, 0x60, status::kUnsupported, 0},
+                      ReadCase{"EmptyFile", 0x301, 2, 1, 0, status::kUnsupported, 0},
+                      ReadCase{"HeaderOnlyFile", 0x301, 3, 1, 0, status::kUnsupported, 0},
+                      ReadCase{"NoCountersFile", 0x1, 10, 3, 0, status::kUnsupported, 0},
+                      ReadCase{"DeviceSpaceOfAnAdapter", 0x1, 3, 2, 0, status::kUnsupported, 0},
+                      ReadCase{"NoAdapterFolder", 0x1, 2, 1, 0, status::kNotFound, 0},
+                      ReadCase{"NoRouterFolder", 0x5, 0, 2, 0, status::kNotFound, 0}),
+    [](const ::testing::TestParamInfo<ReadCase>& info) { return std::string(info.param.name); });
+
+TEST(LinuxReads, PermissionDeniedIsNotPermitted) {
+  ScopedLinuxHost host("chain", {{"0-1/port10/regs", EACCES}});
+  uint32_t value = 0;
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configReadWithRouterID(0, 0x1, 10, 1, 0, value),
+            status::kNotPermitted);
+}
+
+// A whole-host pass (every index of every space) reads each file once; a
+// write drops the snapshots of its router only, and reads its file back.
+TEST(LinuxSnapshots, EachFileOnceUntilAWriteToItsRouter) {
+  ScopedLinuxHost host;
+  cli::captureHost();
+  cli::captureHost();
+  for (const auto& [path, reads] : host.files().reads()) EXPECT_EQ(reads, 1u) << path;
+  EXPECT_EQ(host.files().readsOf(host.debugfs("0-1/port10/regs")), 1u);
+  host.files().resetReads();
+  auto& manager = ThunderboltUserClientManager::sharedInstance();
+  ASSERT_EQ(manager.configWriteWithRouterID(0, 0x1, 0, 2, 0x9, 0x1), status::kSuccess);
+  ASSERT_EQ(host.files().writes.size(), 1u);
+  EXPECT_EQ(host.files().writes[0].chunks, std::vector<std::string>{"0x0009 0x00000001\n"});
+  uint32_t value = 0;
+  ASSERT_EQ(manager.configReadWithRouterID(0, 0x1, 0, 2, 0x9, value), status::kSuccess);
+  EXPECT_EQ(value, 1u) << "the new value, not the snapshot taken before the write";
+  manager.configReadWithRouterID(0, 0x1, 0, 2, 0, value);
+  manager.configReadWithRouterID(0, 0x1, 10, 1, 0, value);
+  manager.configReadWithRouterID(0, 0x0, 5, 1, 0, value);
+  EXPECT_EQ(host.files().readsOf(host.debugfs("0-1/regs")), 1u) << "read back once, then from the snapshot";
+  EXPECT_EQ(host.files().readsOf(host.debugfs("0-1/port10/regs")), 1u);
+  EXPECT_EQ(host.files().readsOf(host.debugfs("0-0/port5/regs")), 0u) << "another router's snapshot stays";
+}
+
+TEST(LinuxWrites, ReadOnlyFileWritesNothing) {
+  ScopedLinuxHost host("chain", {}, [](const std::string& root) {
+    std::filesystem::permissions(root + "/sys/kernel/debug/thunderbolt/0-1/regs", std::filesystem::perms::owner_read);
+  });
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configWriteWithRouterID(0, 0x1, 0, 2, 0x9, 1),
+            status::kUnsupported);
+  EXPECT_TRUE(host.files().writes.empty());
+}
+
+TEST(LinuxWrites, LongWritesGoInChunksOfWholeLines) {
+  ScopedLinuxHost host;
+  std::unique_ptr<ControllerPlugIn> plugIn;
+  ASSERT_EQ(platform().controllerDriver().createPlugIn(registry().matching(kControllerClass).at(0), plugIn),
+            status::kSuccess);
+  std::unique_ptr<DeviceInterface> device = plugIn->queryInterface(kDeviceInterfaceV2);
+  std::vector<uint8_t> buffer(4 * 300, 0x5a);
+  ASSERT_EQ(device->configWrite(0x1, 0, 2, 0x0, 300, buffer.data()), status::kSuccess);
+  ASSERT_EQ(host.files().writes.size(), 1u);
+  const auto& chunks = host.files().writes[0].chunks;
+  ASSERT_EQ(chunks.size(), 2u);
+  for (const std::string& chunk : chunks) {
+    EXPECT_LE(chunk.size(), 4096u);
+    EXPECT_EQ(chunk.back(), '\n');
+  }
+  EXPECT_EQ(chunks[0].substr(0, 18), "0x0000 0x5a5a5a5a\n");
+  uint8_t read[4] = {};
+  ASSERT_EQ(device->configRead(0x1, 0, 2, 0x11, 1, read), status::kSuccess) << "read back";
+  EXPECT_EQ(read[0], 0x5a);
+  EXPECT_EQ(device->i2cTransaction(0x1, 0x50, 0, nullptr, 0, nullptr), status::kUnsupported);
+}
+
+}  // namespace
+}  // namespace tbt::test
