@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "kernel/config_space.h"
 #include "platform/platform.h"
 #include "platform/registry_keys.h"
 #include "platform/text.h"
@@ -17,9 +18,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr uint32_t kPathSpace = 0, kPortSpace = 1, kDeviceSpace = 2, kCounterSpace = 3;
-// The DFT capability (ID 5, vendor-specific ID 1) keeps the DROM offset at +12.
-constexpr uint32_t kDftKey = 0x010500;
+// The DFT capability keeps the DROM offset at +12.
 constexpr uint32_t kDromOffsetDword = 12;
 constexpr uint32_t kMaxCapabilities = 64;
 constexpr uint64_t kDefaultEepromSize = 2048;
@@ -85,68 +84,112 @@ bool hasChild(const RegistryEntry& entry, std::string_view className) {
   return false;
 }
 
+// What one space of one adapter answered: the values read and the statuses
+// of the reads that failed, by double-word index.
+struct SpaceScan {
+  std::map<uint32_t, uint32_t> values;
+  std::map<uint32_t, Status> failures;
+};
+
 // Captures one controller through its device interface.
 class ControllerCapture {
  public:
-  explicit ControllerCapture(DeviceInterface& device) : device_(device) {}
+  ControllerCapture(DeviceInterface& device, size_t controller, Json& faults)
+      : device_(device), controller_(controller), faults_(faults) {}
 
   /// Every router from the host switch down, depth first.
   void router(const RegistryEntry& sw, Json& routers) {
     std::optional<uint64_t> route = number(sw, kRouteStringKey);
     if (!route || !seen_.insert(*route).second) return;
+    route_ = *route;
+    scans_.clear();
     Json r = Json::object();
     r["route"] = hex(*route);
     r["registry"] = registryJson(sw, kDerivedSwitchKeys);
-    std::map<uint32_t, uint32_t> device = words(*route, 0, kDeviceSpace);
-    r["device-space"] = wordsJson(device);
-    Json ports = Json::object();
+    const SpaceScan& device = scan(0, kDeviceSpace);
+    std::vector<std::pair<uint32_t, Json>> ports;
     std::vector<RegistryEntry> below;
     std::vector<RegistryEntry> parents = sw.parents();
-    if (!parents.empty() && parents.front().conformsTo(kPortClass)) port(*route, parents.front(), ports);
+    if (!parents.empty() && parents.front().conformsTo(kPortClass)) port(parents.front(), ports);
     for (const RegistryEntry& child : sw.children()) {
       if (!child.conformsTo(kPortClass)) continue;
-      port(*route, child, ports);
+      port(child, ports);
       for (const RegistryEntry& downstream : child.children())
         if (downstream.conformsTo(kPortClass))
           for (const RegistryEntry& next : downstream.children())
             if (next.conformsTo(kSwitchClass)) below.push_back(next);
     }
-    r["ports"] = std::move(ports);
-    eeprom(sw, device, r);
+    // A host that lets only some double words be read fails the others, most
+    // of them with one status: the replay fails every double word it was not
+    // given with that status, and the few other failures are faults.
+    const std::optional<Status> unlisted = mostCommonFailure();
+    r["device-space"] = wordsJson(device, unlisted);
+    Json portsJson = Json::object();
+    for (auto& [p, out] : ports) {
+      out["port-space"] = wordsJson(scans_[{p, kPortSpace}], unlisted);
+      out["path-space"] = wordsJson(scans_[{p, kPathSpace}], unlisted);
+      out["counter-space"] = wordsJson(scans_[{p, kCounterSpace}], unlisted);
+      portsJson[std::to_string(p)] = std::move(out);
+    }
+    r["ports"] = std::move(portsJson);
+    if (unlisted) {
+      r["unlisted-status"] = textf("0x%08x", *unlisted);
+      for (const auto& [where, scanned] : scans_)
+        for (const auto& [index, failure] : scanned.failures)
+          if (failure != *unlisted)
+            faults_.push_back(Json{{"op", "config-read"},  {"controller", controller_}, {"route", hex(route_)},
+                                   {"port", where.first},  {"space", where.second},     {"index", hex(index)},
+                                   {"status", textf("0x%08x", failure)}});
+    }
+    eeprom(sw, device.values, r);
     routers.push_back(std::move(r));
     for (const RegistryEntry& next : below) router(next, routers);
   }
 
  private:
-  std::map<uint32_t, uint32_t> words(uint64_t route, uint32_t port, uint32_t space) {
-    std::map<uint32_t, uint32_t> out;
+  const SpaceScan& scan(uint32_t port, uint32_t space) {
+    SpaceScan& out = scans_[{port, space}];
     for (uint32_t index = 0; index < kCaptureIndexLimit; ++index) {
       uint8_t buffer[4];
-      if (device_.configRead(route, port, space, index, 1, buffer) != status::kSuccess) continue;
-      uint32_t value = uint32_t{buffer[0]} << 24 | uint32_t{buffer[1]} << 16 | uint32_t{buffer[2]} << 8 | buffer[3];
-      // A simulated host reads 0 wherever its file says nothing.
-      if (value != 0) out[index] = value;
+      const Status s = device_.configRead(route_, port, space, index, 1, buffer);
+      if (s != status::kSuccess) {
+        out.failures[index] = s;
+        continue;
+      }
+      out.values[index] = uint32_t{buffer[0]} << 24 | uint32_t{buffer[1]} << 16 | uint32_t{buffer[2]} << 8 | buffer[3];
     }
     return out;
   }
 
-  static Json wordsJson(const std::map<uint32_t, uint32_t>& words) {
+  std::optional<Status> mostCommonFailure() const {
+    std::map<Status, size_t> counts;
+    for (const auto& [where, scanned] : scans_)
+      for (const auto& [index, failure] : scanned.failures) ++counts[failure];
+    std::optional<Status> most;
+    size_t mostCount = 0;
+    for (auto [failure, count] : counts)
+      if (count > mostCount) most = failure, mostCount = count;
+    return most;
+  }
+
+  // The values of a space: where the replay reads 0 for what it is not given,
+  // only the non-zero ones; where it fails those, every value read.
+  static Json wordsJson(const SpaceScan& scanned, std::optional<Status> unlisted) {
     Json out = Json::object();
-    for (auto [index, value] : words) out[hex(index)] = textf("0x%08x", value);
+    for (auto [index, value] : scanned.values)
+      if (value != 0 || unlisted) out[hex(index)] = textf("0x%08x", value);
     return out;
   }
 
-  void port(uint64_t route, const RegistryEntry& entry, Json& ports) {
+  void port(const RegistryEntry& entry, std::vector<std::pair<uint32_t, Json>>& ports) {
     std::optional<uint64_t> n = number(entry, kPortNumberKey);
     if (!n || *n == 0 || *n > 63) return;
     const uint32_t p = static_cast<uint32_t>(*n);
+    for (uint32_t space : {kPortSpace, kPathSpace, kCounterSpace}) scan(p, space);
     Json out = Json::object();
-    out["port-space"] = wordsJson(words(route, p, kPortSpace));
-    out["path-space"] = wordsJson(words(route, p, kPathSpace));
-    out["counter-space"] = wordsJson(words(route, p, kCounterSpace));
     out["registry"] = registryJson(entry, kDerivedPortKeys);
     if (hasChild(entry, kXDomainLinkClass)) out["xdomain"] = true;
-    ports[std::to_string(p)] = std::move(out);
+    ports.emplace_back(p, std::move(out));
   }
 
   // The DROM offset from the DFT capability in the device space read, or 0.
@@ -155,11 +198,11 @@ class ControllerCapture {
       auto it = device.find(i);
       return it == device.end() ? 0u : it->second;
     };
-    uint32_t cap = at(1) & 0xff;
+    uint32_t cap = kFirstCapabilityPointer.of(at(kFirstCapabilityDword));
     for (uint32_t steps = 0; cap != 0 && steps < kMaxCapabilities; ++steps) {
       const uint32_t header = at(cap);
-      if ((header & 0xffff00) == kDftKey) return at(cap + kDromOffsetDword);
-      cap = header & 0xff;
+      if ((header & kVendorCapabilityMask) == kDftCapabilityKey) return at(cap + kDromOffsetDword);
+      cap = kCapabilityNext.of(header);
     }
     return 0;
   }
@@ -176,6 +219,10 @@ class ControllerCapture {
   }
 
   DeviceInterface& device_;
+  size_t controller_;
+  Json& faults_;
+  uint64_t route_ = 0;
+  std::map<std::pair<uint32_t, uint32_t>, SpaceScan> scans_;  // by (adapter, space)
   std::set<uint64_t> seen_;
 };
 
@@ -210,7 +257,7 @@ void captureFacts(Json& doc) {
   if (std::optional<std::string> disk = host().bootDiskName()) doc["boot-disk"] = *disk;
 }
 
-Json captureController(const RegistryEntry& controller) {
+Json captureController(const RegistryEntry& controller, size_t index, Json& faults) {
   Json out = Json::object();
   std::unique_ptr<ControllerPlugIn> plugIn;
   if (platform().controllerDriver().createPlugIn(controller, plugIn) != status::kSuccess || !plugIn) return out;
@@ -220,7 +267,7 @@ Json captureController(const RegistryEntry& controller) {
   if (!device) return out;
   out["interface-version"] = version;
   Json routers = Json::array();
-  ControllerCapture capture(*device);
+  ControllerCapture capture(*device, index, faults);
   for (const RegistryEntry& port : controller.children()) {
     if (!port.conformsTo(kPortClass)) continue;
     for (const RegistryEntry& sw : port.children())
@@ -237,9 +284,11 @@ std::string captureHost() {
   Json doc = Json::object();
   captureFacts(doc);
   Json controllers = Json::array();
+  Json faults = Json::array();
   for (const RegistryEntry& controller : registry().matching(kControllerClass))
-    controllers.push_back(captureController(controller));
+    controllers.push_back(captureController(controller, controllers.size(), faults));
   doc["controllers"] = std::move(controllers);
+  if (!faults.empty()) doc["faults"] = std::move(faults);
   return doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -47,6 +47,7 @@ json memoryObject(const ByteMemory& m) {
 }
 
 void saveRouter(const Router& r, json& out) {
+  if (r.unlistedStatus()) out["unlisted-status"] = textf("0x%08x", *r.unlistedStatus());
   if (r.eeprom()) out["eeprom"] = memoryObject(*r.eeprom());
   if (r.nvm()) out["nvm"] = memoryObject(*r.nvm());
   if (!r.lcMemory().empty() || out.contains("lc-memory")) {

@@ -69,6 +69,7 @@ RegisterModel* Router::modelAt(uint32_t port, uint32_t space, uint32_t index) co
 
 Status Router::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
   if (RegisterModel* model = modelAt(port, space, index)) return model->read(port, space, index, value);
+  if (unlistedStatus_ && !isSet(port, space, index)) return *unlistedStatus_;
   value = peek(port, space, index);
   return status::kSuccess;
 }

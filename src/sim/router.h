@@ -107,6 +107,12 @@ class Router {
   /// The NVM image when described ("nvm").
   std::optional<ByteMemory>& nvm() { return nvm_; }
   const std::optional<ByteMemory>& nvm() const { return nvm_; }
+  /// The status a read of a double word that was never stored fails with
+  /// ("unlisted-status"), as on a host that only lets some registers be read;
+  /// nullopt (the default): such a double word reads 0.
+  const std::optional<Status>& unlistedStatus() const { return unlistedStatus_; }
+  void setUnlistedStatus(std::optional<Status> s) { unlistedStatus_ = s; }
+
   /// Link-controller memory by double-word address ("lc-memory").
   DwordStore& lcMemory() { return lcMemory_; }
   const DwordStore& lcMemory() const { return lcMemory_; }
@@ -140,6 +146,7 @@ class Router {
   std::optional<ByteMemory> eeprom_;
   std::optional<ByteMemory> nvm_;
   DwordStore lcMemory_;
+  std::optional<Status> unlistedStatus_;
   struct Iecs {
     std::shared_ptr<IecsDeviceModel> device;
     std::shared_ptr<IecsRegisterFile> file;

@@ -109,7 +109,7 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
                                    size_t controller) {
   if (!in.object(v, path,
                  {"route", "registry", "device-space", "ports", "eeprom", "nvm", "iecs", "i2c", "lc-memory",
-                  "bridges"}))
+                  "unlisted-status", "bridges"}))
     return nullptr;
   const json* routeValue = in.required(v, "route", path);
   uint64_t route = 0;
@@ -133,6 +133,14 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
       section("iecs", [&](const json& s, const std::string& p) { return readIecs(in, s, p, *r); }) &&
       section("i2c", [&](const json& s, const std::string& p) { return readI2c(in, s, p, *r); }) &&
       section("lc-memory", [&](const json& s, const std::string& p) { return in.dwordMap(s, p, r->lcMemory()); }) &&
+      section("unlisted-status",
+              [&](const json& s, const std::string& p) {
+                uint64_t st = 0;
+                if (!in.number(s, p, st, 0xffffffff)) return false;
+                if (st == status::kSuccess) return in.fail(p, "a failure status is not 0");
+                r->setUnlistedStatus(static_cast<Status>(st));
+                return true;
+              }) &&
       section("bridges", [&](const json& s, const std::string& p) { return readBridges(in, s, p, host, *r); });
   return ok ? std::move(r) : nullptr;
 }

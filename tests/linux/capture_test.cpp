@@ -12,6 +12,7 @@
 #include "platform/registry_helpers.h"
 #include "support/scoped_host.h"
 #include "support/scoped_linux_host.h"
+#include "toolkit/utilities.h"
 
 namespace tbt::test {
 namespace {
@@ -82,6 +83,8 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
       {"paths"},
       {"read", "--route", "0x1", "--port", "10", "--space", "port", "--index", "0x4f", "--count", "4"},
       {"read", "--route", "0x0", "--port", "1", "--space", "path", "--index", "0x10", "--count", "2"},
+      {"report", "all"},
+      {"report", "port", "--route", "0x1", "--port", "10"},
   };
   for (std::vector<std::string> command : commands) {
     SCOPED_TRACE(command[0]);
@@ -107,6 +110,23 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
     for (unsigned byte = 0; hexBytes >> std::hex >> byte;) replayed.push_back(static_cast<char>(byte));
   }
   EXPECT_EQ(replayed, bytes);
+}
+
+// Building the host and reporting one router is one pass over each debugfs
+// file, however many double words the report reads from it.
+TEST(Capture, ARouterReportReadsEachFileOnce) {
+  ScopedLinuxHost linux;
+  LocalRouterHandle display;
+  display.setRoute(0x301);
+  const std::string report = ThunderboltUserClientUtils::sharedInstance().allSpacesForRouterHandle(display);
+  EXPECT_NE(report.find("Device configuration space at route 0x301"), std::string::npos);
+  EXPECT_EQ(linux.files().readsOf(linux.debugfs("0-301/regs")), 1u);
+  size_t files = 0;
+  for (const auto& [path, reads] : linux.files().reads()) {
+    EXPECT_EQ(reads, 1u) << path;
+    files += path.find("/0-301/") != std::string::npos;
+  }
+  EXPECT_GT(files, 3u) << "the device space and every adapter's spaces";
 }
 
 }  // namespace
