@@ -103,7 +103,8 @@ class ConfigBridge : public IecsDeviceModel {
   void startCommand() {
     const uint32_t request = registers_[kWindowRegister];
     if (request != kReadRequest && request != kWriteRequest) return;
-    pending_ = Pending{host_.nowMicroseconds() + kBridgeCommandMicroseconds, fault().has_value()};
+    pending_ = Pending{host_.nowMicroseconds() + kBridgeCommandMicroseconds, fault().has_value(),
+                       request == kWriteRequest, registers_[kCommandAddressRegister], registers_[kCommandDataRegister]};
   }
 
   uint32_t registerValue(uint32_t reg) {
@@ -117,19 +118,22 @@ class ConfigBridge : public IecsDeviceModel {
   }
 
   void finishCommand() {
-    const uint32_t address = registers_[kCommandAddressRegister];
-    if (registers_[kWindowRegister] == kReadRequest) {
-      uint32_t value = 0;
-      if (farAccess(address, false, value) == status::kSuccess) registers_[kCommandAddressRegister] = value;
+    uint32_t value = pending_->data;
+    if (!pending_->write) {
+      if (farAccess(pending_->address, false, value) == status::kSuccess) registers_[kCommandAddressRegister] = value;
     } else {
-      farAccess(address, true, registers_[kCommandDataRegister]);
+      farAccess(pending_->address, true, value);
     }
     registers_[kWindowRegister] = 0;
   }
 
+  // A command access as it was started.
   struct Pending {
     uint64_t doneAt;
     bool hung;
+    bool write;
+    uint32_t address;
+    uint32_t data;
   };
 
   SimHost& host_;
