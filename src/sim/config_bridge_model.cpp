@@ -8,7 +8,6 @@
 
 #include "platform/text.h"
 #include "sim/host_loader.h"
-#include "sim/lc_mailbox_model.h"
 #include "sim/register_fields.h"
 
 namespace tbt::sim {
@@ -85,11 +84,11 @@ class ConfigBridge : public IecsDeviceModel {
   }
 
   // One access of the far router's configuration space, as its hardware
-  // answers it (models first, then the store).
+  // answers it (models first, then the store), timed, counted and checked
+  // against the faults like any router's.
   Status farAccess(uint32_t address, bool write, uint32_t& value) {
-    host_.advance(host_.accessLatencyMicroseconds());
-    const uint32_t space = kSpace.get(address), port = kAdapter.get(address), index = kIndex.get(address);
-    return write ? far_->write(port, space, index, value) : far_->read(port, space, index, value);
+    return host_.bridgedConfigAccess(*far_, write, kAdapter.get(address), kSpace.get(address), kIndex.get(address),
+                                     value);
   }
 
   Status directAccess() {
@@ -163,8 +162,9 @@ bool readBridges(JsonReader& in, const json& bridges, const std::string& path, S
     std::unique_ptr<Router> far =
         farObject ? readRouter(in, *farObject, keyPath(at, "router"), host, owner.controllerIndex()) : nullptr;
     if (!far) return false;
-    // The far router's own bridges were attached as it was read.
-    attachIecsMailboxes(host, *far);
+    // The far router's own bridges were attached as it was read; it gets
+    // every other model any router gets.
+    attachRouterModels(host, *far);
     owner.attachIecsDevice(bus, kBridgeDevice,
                            std::make_shared<ConfigBridge>(host, owner, bus, *formNamed(formName), std::move(far)));
   }

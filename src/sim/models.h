@@ -88,6 +88,9 @@ class I2cRegisterFile {
 /// Attaches every model to each router of a freshly loaded host (loadHost
 /// calls it).
 void attachModels(SimHost& host);
+/// Attaches every model to one router (a far router behind a configuration
+/// bridge, which the host's router list does not hold, gets them this way).
+void attachRouterModels(SimHost& host, Router& router);
 /// True when name is a fault operation that an access or a model checks.
 bool isKnownFaultOp(std::string_view name);
 
