@@ -277,7 +277,8 @@ TEST_P(EepromOwnership, WaitsForThePins) {
   EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kPins), c.reads);
   EXPECT_EQ(sim().configWritesOf(kSwitch, 0, kDeviceSpace, kPins), c.writes);
   const uint64_t polls = c.heldReads < 0 ? 10000 : c.heldReads + 1;
-  EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (c.reads + c.writes) * 10 + (polls - 1) * 100);
+  EXPECT_EQ(sim().hardwareTimeMicroseconds() - before,
+            (c.reads + c.writes) * sim().accessLatencyMicroseconds() + (polls - 1) * 100);
   if (c.heldReads < 0) {
     uint8_t byte = 0;
     EXPECT_EQ(utils().eeByteRead(byte, 0, handle_, kDft), status::kExclusiveAccess);
@@ -398,7 +399,8 @@ TEST_F(Eeprom, AStuckMailboxIsPolledTenThousandTimes) {
               errorToo ? status::kNotReadable : status::kNotResponding);
     EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kCommand), 10000u);
     // Identity read, 16 clears, the request, 10000 polls 10 us apart.
-    EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (1 + 16 + 1 + 10000) * 10 + 9999 * 10u);
+    EXPECT_EQ(sim().hardwareTimeMicroseconds() - before,
+              (1 + 16 + 1 + 10000) * sim().accessLatencyMicroseconds() + 9999 * 10u);
   }
 }
 

@@ -165,6 +165,16 @@ TEST_F(Hardware, ClockAndAccounting) {
   EXPECT_EQ(hw().accessLog()[0].value, 0x12345678u);
 }
 
+// Without "access-latency-us" one access costs what a host with a software
+// connection manager measures.
+TEST(HardwareClock, DefaultAccessLatency) {
+  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0}]}]})", nullptr);
+  ASSERT_NE(p, nullptr);
+  uint32_t v = 0;
+  p->sim().configRead(0, 0, 0, 2, 0, v);
+  EXPECT_EQ(p->sim().hardwareTimeMicroseconds(), 130u);
+}
+
 /// A register that counts its reads, standing in for a hardware model.
 class CountingRegister : public RegisterModel {
  public:
