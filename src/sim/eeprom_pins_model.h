@@ -1,8 +1,9 @@
 #pragma once
 // The DFT capability's EEPROM pin register and the serial EEPROM behind it.
 //
-// The register is device-space double word DFT + 4, where DFT is the first
-// capability whose header masked with 0xFFFF00 is 0x010500. Bits: 0 SK,
+// The register is device-space double word DFT + 4, where DFT is the
+// capability whose header masked with 0xFFFF00 is 0x010500 (placed as
+// capability_chain.h says). Bits: 0 SK,
 // 1 CS (low selects), 2 DI, 3 DO (driven by the EEPROM), 4 BB (the host owns
 // the pins). Every other bit is plain storage; unless the host file sets the
 // register, it comes out of reset with CS high. The EEPROM sees the host's
