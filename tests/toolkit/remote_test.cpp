@@ -182,6 +182,18 @@ TEST_F(PlainParent, PortMicroModeRefusesWithoutTransfers) {
   }
 }
 
+// A parent whose capability chain loops (0x40 -> DW 1 -> 0x40) has no link
+// controller to be found: the access ends instead of walking forever.
+TEST_F(PlainParent, LoopingCapabilityChainEndsAsNotFound) {
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0, 0x15ef8086);
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 1, 0x140);
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0x40, 0x00000001);
+  auto handle = handleOnParent();
+  uint32_t value = 7;
+  EXPECT_EQ(handle->configReadWithPort(0, kDeviceSpace, 0, value), status::kNotFound);
+  EXPECT_EQ(host_.sim().configReadCount(), 1u + 3 + 4) << "identity, DW 2/1/2, two capabilities";
+}
+
 TEST_F(PlainParent, InitializationIsTriedOncePerHandle) {
   host_.sim().addFault({.op = std::string(sim::kFaultConfigRead), .route = 0x1, .space = kDeviceSpace, .index = 0,
                         .status = status::kTimeout, .times = 1});
