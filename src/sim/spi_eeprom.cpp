@@ -24,9 +24,9 @@ constexpr uint8_t kStoredStatusBits = 0x8C;
 }  // namespace
 
 SpiEeprom::SpiEeprom(ByteMemory& memory, OutputFault fault, Clock clock)
-    : memory_(memory), fault_(std::move(fault)), clock_now_(std::move(clock)) {}
+    : memory_(memory), fault_(std::move(fault)), now_(std::move(clock)) {}
 
-bool SpiEeprom::writeInProgress() const { return clock_now_() < busyUntil_; }
+bool SpiEeprom::writeInProgress() const { return now_() < busyUntil_; }
 
 uint8_t SpiEeprom::statusRegister() const {
   return static_cast<uint8_t>(status_ | (writeEnabled_ ? kLatchBit : 0) | (writeInProgress() ? kWriteInProgressBit : 0));
@@ -75,12 +75,12 @@ void SpiEeprom::deselect() {
       // A write starts the internal write cycle and clears the latch.
       case kWrite:
         if (writeEnabled_) memory_.write(wrap(address_), data_);
-        if (writeEnabled_) busyUntil_ = clock_now_() + kWriteCycleMicroseconds;
+        if (writeEnabled_) busyUntil_ = now_() + kWriteCycleMicroseconds;
         writeEnabled_ = false;
         break;
       case kWriteStatus:
         if (writeEnabled_) status_ = data_ & kStoredStatusBits;
-        if (writeEnabled_) busyUntil_ = clock_now_() + kWriteCycleMicroseconds;
+        if (writeEnabled_) busyUntil_ = now_() + kWriteCycleMicroseconds;
         writeEnabled_ = false;
         break;
     }

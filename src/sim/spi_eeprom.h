@@ -76,7 +76,7 @@ class SpiEeprom {
 
   ByteMemory& memory_;
   OutputFault fault_;
-  Clock clock_now_;
+  Clock now_;
   bool chipSelectSeenHigh_ = false;
   bool selected_ = false;
   bool clock_ = false;
