@@ -41,7 +41,10 @@ void openSyslogAs(std::string_view ident) {
 size_t utf8SequenceLength(std::string_view bytes) {
   const auto at = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
   const unsigned char lead = at(0);
-  size_t length = lead >= 0xC2 && lead <= 0xDF ? 2 : lead >= 0xE0 && lead <= 0xEF ? 3 : lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+  const size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                        : lead >= 0xE0 && lead <= 0xEF ? 3
+                        : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                       : 0;
   if (length == 0 || bytes.size() < length) return 0;
   // The second byte's range excludes overlong forms, surrogates and code
   // points above U+10FFFF.

@@ -29,7 +29,8 @@ SpiEeprom::SpiEeprom(ByteMemory& memory, OutputFault fault, Clock clock)
 bool SpiEeprom::writeInProgress() const { return now_() < busyUntil_; }
 
 uint8_t SpiEeprom::statusRegister() const {
-  return static_cast<uint8_t>(status_ | (writeEnabled_ ? kLatchBit : 0) | (writeInProgress() ? kWriteInProgressBit : 0));
+  return static_cast<uint8_t>(status_ | (writeEnabled_ ? kLatchBit : 0) |
+                              (writeInProgress() ? kWriteInProgressBit : 0));
 }
 
 void SpiEeprom::setWires(bool chipSelect, bool clock, bool dataIn) {
