@@ -7,6 +7,7 @@
 #include "driver/options.h"
 #include "driver/resources.h"
 #include "platform/platform.h"
+#include "platform/system_log.h"
 #include "platform/text.h"
 
 namespace tbt {
@@ -44,7 +45,7 @@ void reportFailure(const char* toolPath, ResultCode result) {
   auto messages = host().readPropertyList(path);
   if (!messages) return;
   std::string key = textf("uc_error_0x%08x", result);
-  host().log(textf("Error: '%s'\n", describe(messages->find(key)).c_str()));
+  host().log(textf("Error: '%s'\n", escapeForLog(describe(messages->find(key))).c_str()));
 }
 
 // Backflash needs the utility and payload 0; with exactly two operands the

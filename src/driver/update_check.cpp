@@ -13,6 +13,7 @@
 #include "platform/host_probes.h"
 #include "platform/platform.h"
 #include "platform/registry_helpers.h"
+#include "platform/system_log.h"
 #include "platform/text.h"
 #include "toolkit/topology_keys.h"
 #include "toolkit/utilities.h"
@@ -93,7 +94,9 @@ BoardId readBoardId() {
   BoardId board{};
   readRegistryData(registry().root(), "board-id", kSearchRecursively, reinterpret_cast<uint8_t*>(board.data()),
                    static_cast<uint32_t>(board.size()));
-  host().log(textf("Host board-id = '%.*s'\n", static_cast<int>(board.size()), board.data()));
+  // The property's bytes up to the first NUL, as the format would print them.
+  const std::string_view text(board.data(), strnlen(board.data(), board.size()));
+  host().log(textf("Host board-id = '%s'\n", escapeForLog(text).c_str()));
   return board;
 }
 
@@ -230,7 +233,7 @@ ResultCode checkBootFirmware() {
   if (parts.size() < 4 || vendor->rfind(kBootRomMaker, 0) != 0) return result::kBootFirmwareUnreadable;
   const std::string& release = parts[2];
   const std::string& build = parts[3];
-  host().log(textf("Host EFI: %s.%s\n", release.c_str(), build.c_str()));
+  host().log(textf("Host EFI: %s.%s\n", escapeForLog(release).c_str(), escapeForLog(build).c_str()));
   if (release == kEngineeringRelease) return result::kSuccess;
   if (release < kMinimumBootRomRelease || (release == kMinimumBootRomRelease && build < kMinimumBootRomBuild))
     return result::kBootFirmwareTooOld;

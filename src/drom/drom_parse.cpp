@@ -3,7 +3,8 @@
 // The walk trusts nothing in the image: it never reads past the buffer, ends
 // at an entry too short to hold its own two-byte head (a zero length would
 // otherwise revisit the same entry forever), and skips adapter entries whose
-// port number has no record, going on with the entries after them.
+// port the map names but the parsed form has no record for, going on with
+// the entries after them.
 #include <algorithm>
 #include <cstring>
 
@@ -144,14 +145,15 @@ bool DROM::parseGenericEntry(const uint8_t* entry, size_t available) {
 bool DROM::parseAdapterEntry(const uint8_t* entry, size_t available, Status& result) {
   const uint32_t port = entry[1] & drom_layout::kPortOrTypeMask;
   print("portNum: 0x%x\n", port);
-  if (port == 0 || port > kDromPortRecords) {
-    print("portNum %u is outside the %zu port records; entry skipped\n", port, kDromPortRecords);
-    result = status::kGeneralFailure;
-    return true;
-  }
   const PortMapPair* pair = findPort(port);
   if (pair == nullptr) {
     print("Could not find port %d in port map!\n", static_cast<int>(port));
+    return true;
+  }
+  // A map may name adapters the parsed form has no record for.
+  if (port == 0 || port > kDromPortRecords) {
+    print("portNum %u is outside the %zu port records; entry skipped\n", port, kDromPortRecords);
+    result = status::kGeneralFailure;
     return true;
   }
   const uint32_t adapterClass = pair->type & kAdapterClassMask;

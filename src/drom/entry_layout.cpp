@@ -18,18 +18,20 @@ const EntryField<Header> kHeaderFields[] = {
 };
 
 // A lane adapter's dual-link, micro-controller and peer groups are each
-// written only when the group is present (its flag or type is set).
+// written only when the group is present (its flag or type is set). The two
+// port numbers own their whole byte when written, though only bits 5..0 are
+// read back.
 const EntryField<Lane> kLaneFields[] = {
     {"hasDualLinkPort: %u\n", 2, 1, {7, 7}, &Lane::hasDualLinkPort, 0, nullptr, &Lane::hasDualLinkPort},
     {nullptr, 2, 1, {4, 4}, &Lane::dualLinkBit4, 0, nullptr, &Lane::hasDualLinkPort},
     {"dualLinkPortRID: 0x%x\n", 2, 1, {3, 0}, &Lane::dualLinkPortRID, 0, nullptr, &Lane::hasDualLinkPort},
-    {"dualLinkPortNum: 0x%x\n", 3, 1, {5, 0}, &Lane::dualLinkPortNum, 0, nullptr, &Lane::hasDualLinkPort},
+    {"dualLinkPortNum: 0x%x\n", 3, 1, {5, 0}, &Lane::dualLinkPortNum, 0, nullptr, &Lane::hasDualLinkPort, 7},
     {"microType: 0x%x\n", 4, 1, {7, 5}, &Lane::microType, 0, nullptr, &Lane::microType},
     {"microRID: 0x%x\n", 4, 1, {3, 0}, &Lane::microRID, 0, nullptr, &Lane::microType},
     {"microAID: 0x%x\n", 5, 1, {7, 0}, &Lane::microAID, 0, nullptr, &Lane::microType},
     {"hasPeerPort: %u\n", 6, 1, {7, 7}, &Lane::hasPeerPort, 0, nullptr, &Lane::hasPeerPort},
     {"peerPortRID: 0x%x\n", 6, 1, {3, 0}, &Lane::peerPortRID, 0, nullptr, &Lane::hasPeerPort},
-    {"peerPortNum: 0x%x\n", 7, 1, {5, 0}, &Lane::peerPortNum, 0, nullptr, &Lane::hasPeerPort},
+    {"peerPortNum: 0x%x\n", 7, 1, {5, 0}, &Lane::peerPortNum, 0, nullptr, &Lane::hasPeerPort, 7},
 };
 
 const EntryField<PCIe> kPCIeHeadFields[] = {

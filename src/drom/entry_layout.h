@@ -26,6 +26,8 @@ struct EntryField {
   uint8_t minEntryLength = 0;             // decoded only from entries at least this long
   uint8_t Fields::*decodeGate = nullptr;  // decoded only when this earlier field is set
   uint8_t Fields::*encodeGate = nullptr;  // encoded only when this field is set
+  uint8_t encodeHi = 0;                   // when set: the encoder fills bits up to this one, the
+                                          // parser still reads `bits` only
 };
 
 /// Lane adapter entries: 8 bytes.
@@ -96,9 +98,10 @@ void encodeFields(std::span<const EntryField<Fields>> rows, const Fields& fields
     if (static_cast<size_t>(row.byte) + row.size > entry.size()) continue;
     if (row.encodeGate != nullptr && fields.*(row.encodeGate) == 0) continue;
     uint32_t value = std::visit([&](auto member) { return static_cast<uint32_t>(fields.*member); }, row.member);
-    if (row.bits.hi == row.bits.lo) value = value != 0;
+    const Bits bits = row.encodeHi > row.bits.hi ? Bits{row.encodeHi, row.bits.lo} : row.bits;
+    if (bits.hi == bits.lo) value = value != 0;
     uint8_t* at = entry.data() + row.byte;
-    writeLE(at, readLE(at, row.size) | row.bits.place(value), row.size);
+    writeLE(at, readLE(at, row.size) | bits.place(value), row.size);
   }
 }
 

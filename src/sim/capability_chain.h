@@ -1,7 +1,17 @@
 #pragma once
-// The capability chain of a router's device space as the hardware lays it
-// out, walked over the stored double words (models bypassed) the way host
-// software walks it, so that a model sits where software will look for it.
+// Where a router's hardware has a capability. The host file declares a
+// capability by storing its header in the router's device space; the model
+// of what the capability does sits at that double word. The chain of next
+// pointers that software walks to find it is data like any other: the
+// simulation never walks it, so software that walks it wrongly (a broken or
+// looping chain, a pointer cut short) does not find what the hardware has,
+// as on a real router.
+//
+// The rule: a capability is at the lowest device-space double word, other
+// than double words 0 (identity) and 1 (router configuration), whose stored
+// value masked with the capability's mask equals its header value. A host
+// file that stores a header value anywhere else in device space (say, in a
+// mailbox's data) should place the real capability below it.
 #include <cstdint>
 #include <optional>
 
@@ -15,13 +25,9 @@ inline constexpr uint32_t kVendorCapabilityMask = 0xFFFF00;
 inline constexpr uint32_t kDftCapability = 0x010500;
 inline constexpr uint32_t kLinkControllerCapability = 0x060500;
 
-/// The double-word index of the first device-space capability of router
-/// whose header, masked with mask, equals value; nullopt when the chain holds
-/// none. The first pointer is DW1 bits 7..0, each header's next pointer its
-/// bits 7..0; a header with neither next pointer nor vendor length (bits
-/// 31..24) keeps its pointer in the following double word, of which the low
-/// byte is followed. The walk ends at a zero pointer, at a capability that
-/// points to itself, or after 256 steps (a looping chain).
+/// The double-word index of router's device-space capability whose header,
+/// masked with mask, equals value, by the rule above; nullopt when the host
+/// file declares none.
 std::optional<uint32_t> findDeviceCapability(const Router& router, uint32_t value, uint32_t mask);
 
 /// The link controller's mailbox block as its capability's double word 2
@@ -36,8 +42,8 @@ struct LinkControllerMailboxes {
 inline constexpr uint32_t kMailboxReadDataDword = 116;
 inline constexpr uint32_t kMailboxDataDwords = 16;
 
-/// The mailbox block of router's link controller; nullopt when its chain has
-/// no link-controller capability.
+/// The mailbox block of router's link controller; nullopt when the router
+/// declares no link-controller capability.
 std::optional<LinkControllerMailboxes> findLinkControllerMailboxes(const Router& router);
 
 }  // namespace tbt::sim

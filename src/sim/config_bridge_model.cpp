@@ -8,8 +8,6 @@
 
 #include "platform/text.h"
 #include "sim/host_loader.h"
-#include "sim/lc_mailbox_model.h"
-#include "sim/lc_memory_window_model.h"
 #include "sim/register_fields.h"
 
 namespace tbt::sim {
@@ -86,11 +84,11 @@ class ConfigBridge : public IecsDeviceModel {
   }
 
   // One access of the far router's configuration space, as its hardware
-  // answers it (models first, then the store).
+  // answers it (models first, then the store), timed, counted and checked
+  // against the faults like any router's.
   Status farAccess(uint32_t address, bool write, uint32_t& value) {
-    host_.advance(host_.accessLatencyMicroseconds());
-    const uint32_t space = kSpace.get(address), port = kAdapter.get(address), index = kIndex.get(address);
-    return write ? far_->write(port, space, index, value) : far_->read(port, space, index, value);
+    return host_.bridgedConfigAccess(*far_, write, kAdapter.get(address), kSpace.get(address), kIndex.get(address),
+                                     value);
   }
 
   Status directAccess() {
@@ -104,7 +102,8 @@ class ConfigBridge : public IecsDeviceModel {
   void startCommand() {
     const uint32_t request = registers_[kWindowRegister];
     if (request != kReadRequest && request != kWriteRequest) return;
-    pending_ = Pending{host_.nowMicroseconds() + kBridgeCommandMicroseconds, fault().has_value()};
+    pending_ = Pending{host_.nowMicroseconds() + kBridgeCommandMicroseconds, fault().has_value(),
+                       request == kWriteRequest, registers_[kCommandAddressRegister], registers_[kCommandDataRegister]};
   }
 
   uint32_t registerValue(uint32_t reg) {
@@ -118,19 +117,22 @@ class ConfigBridge : public IecsDeviceModel {
   }
 
   void finishCommand() {
-    const uint32_t address = registers_[kCommandAddressRegister];
-    if (registers_[kWindowRegister] == kReadRequest) {
-      uint32_t value = 0;
-      if (farAccess(address, false, value) == status::kSuccess) registers_[kCommandAddressRegister] = value;
+    uint32_t value = pending_->data;
+    if (!pending_->write) {
+      if (farAccess(pending_->address, false, value) == status::kSuccess) registers_[kCommandAddressRegister] = value;
     } else {
-      farAccess(address, true, registers_[kCommandDataRegister]);
+      farAccess(pending_->address, true, value);
     }
     registers_[kWindowRegister] = 0;
   }
 
+  // A command access as it was started.
   struct Pending {
     uint64_t doneAt;
     bool hung;
+    bool write;
+    uint32_t address;
+    uint32_t data;
   };
 
   SimHost& host_;
@@ -160,9 +162,9 @@ bool readBridges(JsonReader& in, const json& bridges, const std::string& path, S
     std::unique_ptr<Router> far =
         farObject ? readRouter(in, *farObject, keyPath(at, "router"), host, owner.controllerIndex()) : nullptr;
     if (!far) return false;
-    // The far router's own bridges were attached as it was read.
-    attachIecsMailboxes(host, *far);
-    attachLcMemoryWindows(host, *far);
+    // The far router's own bridges were attached as it was read; it gets
+    // every other model any router gets.
+    attachRouterModels(host, *far);
     owner.attachIecsDevice(bus, kBridgeDevice,
                            std::make_shared<ConfigBridge>(host, owner, bus, *formNamed(formName), std::move(far)));
   }

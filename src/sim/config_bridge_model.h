@@ -23,7 +23,8 @@
 //   command form: register 0 reads 0x0A27; register 9 holds the address
 //                 word (and after a read, the data), register 10 the data to
 //                 write; writing "CIOr" or "CIOw" to register 16 starts the
-//                 access, and register 16 reads 0 once it has taken its
+//                 access with the address and data the registers hold at
+//                 that moment, and register 16 reads 0 once it has taken its
 //                 simulated time.
 // Address word: space bits 20..19, adapter bits 18..13, index bits 12..0.
 //

@@ -21,7 +21,9 @@ void attachEepromPins(SimHost& host, Router& router) {
   if (!router.eeprom()) return;
   std::optional<uint32_t> dft = findDeviceCapability(router, kDftCapability, kVendorCapabilityMask);
   if (!dft) return;
-  router.attachModel(std::make_shared<EepromPinsModel>(host, router, *dft + kPinRegisterOffset, *router.eeprom()));
+  const uint32_t pins = *dft + kPinRegisterOffset;
+  if (!router.isSet(0, kDeviceSpace, pins)) router.poke(0, kDeviceSpace, pins, kChipSelect.set(0, 1));
+  router.attachModel(std::make_shared<EepromPinsModel>(host, router, pins, *router.eeprom()));
 }
 
 EepromPinsModel::EepromPinsModel(SimHost& host, Router& router, uint32_t pinRegister, ByteMemory& memory)
@@ -36,7 +38,7 @@ EepromPinsModel::EepromPinsModel(SimHost& host, Router& router, uint32_t pinRegi
                          .index = bit,
                          .address = address})
             .has_value();
-      }) {}
+      }, [this] { return host_.nowMicroseconds(); }) {}
 
 bool EepromPinsModel::handles(uint32_t port, uint32_t space, uint32_t index) const {
   return port == 0 && space == kDeviceSpace && index == pinRegister_;
@@ -57,8 +59,10 @@ Status EepromPinsModel::read(uint32_t port, uint32_t space, uint32_t index, uint
 Status EepromPinsModel::write(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
   router_.poke(port, space, index, kDataOut.set(value, 0));
   // Without BB the host's wires do not reach the EEPROM.
-  const bool owned = kOwner.get(value) != 0;
-  eeprom_.setWires(owned && kChipSelect.get(value) == 0, owned && kClock.get(value) != 0, kDataIn.get(value) != 0);
+  if (kOwner.get(value) != 0)
+    eeprom_.setWires(kChipSelect.get(value) != 0, kClock.get(value) != 0, kDataIn.get(value) != 0);
+  else
+    eeprom_.release();
   return status::kSuccess;
 }
 

@@ -1,13 +1,17 @@
 #pragma once
 // The DFT capability's EEPROM pin register and the serial EEPROM behind it.
 //
-// The register is device-space double word DFT + 4, where DFT is the first
-// capability whose header masked with 0xFFFF00 is 0x010500. Bits: 0 SK,
+// The register is device-space double word DFT + 4, where DFT is the
+// capability whose header masked with 0xFFFF00 is 0x010500 (placed as
+// capability_chain.h says). Bits: 0 SK,
 // 1 CS (low selects), 2 DI, 3 DO (driven by the EEPROM), 4 BB (the host owns
-// the pins). Every other bit is plain storage. The EEPROM sees the host's
+// the pins). Every other bit is plain storage; unless the host file sets the
+// register, it comes out of reset with CS high. The EEPROM sees the host's
 // wires only while BB is set; otherwise it rests deselected, as when the
-// switch's own firmware has the pins. A router gets the model when its host
-// file describes an "eeprom" and its chain holds a DFT capability.
+// switch's own firmware has the pins, and a host that takes the pins must
+// raise CS and lower it again to select the part (see spi_eeprom.h). A router
+// gets the model when its host file describes an "eeprom" and declares a DFT
+// capability (see capability_chain.h).
 //
 // Faults (host-file "faults" or SimHost::addFault; "status" is not used):
 //   "eeprom-bb-held"  each read of the register that it fires on shows BB set

@@ -19,6 +19,7 @@ constexpr uint32_t kDataBytes = kMailboxDataDwords * 4;
 
 // The command / status word.
 constexpr BitField kBusy{31, 31};
+constexpr BitField kCommand{30, 30};
 constexpr BitField kNotResponding{25, 25};
 constexpr BitField kDeviceError{24, 24};
 constexpr BitField kWrite{23, 23};
@@ -62,9 +63,12 @@ class IecsMailboxes : public RegisterModel {
   Status write(uint32_t, uint32_t, uint32_t index, uint32_t value) override {
     const uint32_t bus = *busOf(index);
     router_.poke(0, kDeviceSpace, index, value);
-    if (!kBusy.get(value)) return status::kSuccess;
+    if (!kBusy.get(value) || !kCommand.get(value)) return status::kSuccess;
     Pending p;
     p.doneAt = host_.nowMicroseconds() + kMailboxTransferMicroseconds;
+    p.command = value;
+    for (uint32_t i = 0; i < kMailboxDataDwords; ++i)
+      p.writeData[i] = router_.peek(0, kDeviceSpace, base(bus) + kWriteDataDword + i);
     const std::optional<uint32_t> device = deviceForCode(kDeviceCode.get(value));
     FaultQuery query{kFaultLcMailbox, router_.controllerIndex(), router_.route(), {}, {}, {}, bus, device, {}};
     if (std::optional<Status> injected = host_.checkFault(query)) {
@@ -78,6 +82,8 @@ class IecsMailboxes : public RegisterModel {
  private:
   struct Pending {
     uint64_t doneAt = 0;
+    uint32_t command = 0;
+    std::array<uint32_t, kMailboxDataDwords> writeData{};
     std::optional<Status> injected;
     bool hung = false;
   };
@@ -94,19 +100,20 @@ class IecsMailboxes : public RegisterModel {
 
   uint32_t base(uint32_t bus) const { return block_.base + bus * block_.stride; }
 
-  // Carries out the transfer the command word asks for and writes the
-  // status word back with the busy bit clear.
+  // Carries out the transfer the command asked for and writes the status
+  // word back with the busy bit clear.
   void complete(uint32_t bus, const Pending& p) {
     const uint32_t commandIndex = base(bus) + kCommandDword;
-    uint32_t word = router_.peek(0, kDeviceSpace, commandIndex);
-    const Status result = p.injected ? *p.injected : transfer(bus, word);
+    uint32_t word = p.command;
+    const Status result = p.injected ? *p.injected : transfer(bus, p);
     word = kBusy.set(word, 0);
     if (result == status::kNotResponding) word = kNotResponding.set(word, 1);
     else if (result != status::kSuccess) word = kDeviceError.set(word, 1);
     router_.poke(0, kDeviceSpace, commandIndex, word);
   }
 
-  Status transfer(uint32_t bus, uint32_t command) {
+  Status transfer(uint32_t bus, const Pending& p) {
+    const uint32_t command = p.command;
     const std::optional<uint32_t> device = deviceForCode(kDeviceCode.get(command));
     IecsDeviceModel* target = device ? router_.iecsDevice(bus, *device) : nullptr;
     if (!target) return status::kNotResponding;
@@ -116,7 +123,7 @@ class IecsMailboxes : public RegisterModel {
     std::array<uint8_t, kDataBytes> bytes{};
     if (kWrite.get(command)) {
       for (uint32_t i = 0; i < kMailboxDataDwords; ++i) {
-        const uint32_t word = router_.peek(0, kDeviceSpace, base(bus) + kWriteDataDword + i);
+        const uint32_t word = p.writeData[i];
         for (uint32_t b = 0; b < 4; ++b) bytes[4 * i + b] = static_cast<uint8_t>(word >> (8 * b));
       }
       return target->write(offset, bytes.data(), length);

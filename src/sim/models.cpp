@@ -28,14 +28,16 @@ void I2cRegisterFile::transfer(const uint8_t* writeData, uint32_t writeLength, u
   for (uint32_t i = 0; i < readLength; ++i) readData[i] = bytes_.read(pointer_++);
 }
 
-void attachModels(SimHost& host) {
+void attachRouterModels(SimHost& host, Router& router) {
   // A model attached later is asked first.
-  for (Router* router : host.routers()) {
-    attachEepromPins(host, *router);
-    attachIecsMailboxes(host, *router);
-    attachNvmMailbox(host, *router);
-    attachLcMemoryWindows(host, *router);
-  }
+  attachEepromPins(host, router);
+  attachIecsMailboxes(host, router);
+  attachNvmMailbox(host, router);
+  attachLcMemoryWindows(host, router);
+}
+
+void attachModels(SimHost& host) {
+  for (Router* router : host.routers()) attachRouterModels(host, *router);
 }
 
 bool isKnownFaultOp(std::string_view name) {

@@ -13,9 +13,9 @@
 //
 // Plain storage comes from the host file (router_loader.cpp); attachModels
 // runs once a host has been loaded (its registry is derived afterwards) and
-// hands each router to every model's attach function, which walks the
-// capability chain in the router's stored device space and attaches what the
-// hardware has. A new model adds its attach function and its fault
+// hands each router to every model's attach function, which attaches what
+// the hardware has where the host file declares the capability
+// (capability_chain.h). A new model adds its attach function and its fault
 // operations there. (A configuration bridge brings a router of its own from
 // the host file, so it is attached as the file is read: see readBridges.)
 //
@@ -88,6 +88,9 @@ class I2cRegisterFile {
 /// Attaches every model to each router of a freshly loaded host (loadHost
 /// calls it).
 void attachModels(SimHost& host);
+/// Attaches every model to one router (a far router behind a configuration
+/// bridge, which the host's router list does not hold, gets them this way).
+void attachRouterModels(SimHost& host, Router& router);
 /// True when name is a fault operation that an access or a model checks.
 bool isKnownFaultOp(std::string_view name);
 

@@ -1,8 +1,8 @@
 #pragma once
 // The link controller's NVM mailbox: the command/status double word at
 // mailbox base + 156 of device space, where the base is the link-controller
-// capability (first header masked with 0xFFFF00 equal to 0x060500) plus bits
-// 15..8 of its double word 2.
+// capability (the header masked with 0xFFFF00 equal to 0x060500, placed as
+// capability_chain.h says) plus bits 15..8 of its double word 2.
 //
 // A write with bit 31 set is a read request; it sets busy (bit 31), which
 // clears 50 us of simulated time later. The request's form follows the

@@ -85,6 +85,14 @@ class Router {
   void poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
   /// True when the double word was stored (by the host file or since).
   bool isSet(uint32_t port, uint32_t space, uint32_t index) const;
+  /// Calls visit(index, value) for every stored double word of (port, space),
+  /// in no particular order.
+  template <typename Visit>
+  void forEachStored(uint32_t port, uint32_t space, Visit&& visit) const {
+    const uint64_t prefix = configAddress(port, space, 0);
+    for (const auto& [address, value] : registers_)
+      if ((address & ~uint64_t{0xFFFFFFFF}) == prefix) visit(static_cast<uint32_t>(address), value);
+  }
 
   /// A configuration read as the hardware answers it: the first attached model
   /// that handles the address, else the store.

@@ -55,31 +55,37 @@ bool SimHost::poke(size_t controller, uint64_t route, uint32_t port, uint32_t sp
 }
 
 template <typename Answer>
-Status SimHost::access(const FaultQuery& query, bool wellFormed, Answer&& answer) {
+Status SimHost::access(const FaultQuery& query, bool wellFormed, Answer&& answer, Router* target) {
   elapsed_ += latency_;
   if (std::optional<Status> injected = checkFault(query)) return *injected;
   if (!wellFormed) return status::kBadArgument;
-  Router* r = router(query.controller, query.route);
+  Router* r = target ? target : router(query.controller, query.route);
   // Nothing answers at a route that leads to no router: the controller's
   // request goes unanswered and times out, as on an unplugged link.
   return r ? answer(*r) : status::kTimeout;
 }
 
 Status SimHost::configAccess(bool write, size_t controller, uint64_t route, uint32_t port, uint32_t space,
-                             uint32_t index, uint32_t& value) {
+                             uint32_t index, uint32_t& value, Router* far) {
   ++(write ? configWrites_ : configReads_);
   if (countAddresses_) {
     AccessCounts& counts = accessesOf_[accessKey(controller, route, port, space, index)];
     ++(write ? counts.writes : counts.reads);
   }
   const FaultQuery query{write ? kFaultConfigWrite : kFaultConfigRead, controller, route, port, space, index};
-  const Status st = access(query, space < kSpaceCount && port <= kMaxAdapter, [&](Router& r) {
-    return write ? r.write(port, space, index, value) : r.read(port, space, index, value);
-  });
+  const Status st = access(
+      query, space < kSpaceCount && port <= kMaxAdapter,
+      [&](Router& r) { return write ? r.write(port, space, index, value) : r.read(port, space, index, value); },
+      far);
   if (logAccesses_)
     accessLog_.push_back({write ? AccessKind::ConfigWrite : AccessKind::ConfigRead, controller, route, port, space,
-                          index, 0, 0, 0, 0, value, 4, st});
+                          index, 0, 0, 0, 0, value, 4, st, far != nullptr});
   return st;
+}
+
+Status SimHost::bridgedConfigAccess(Router& far, bool write, uint32_t port, uint32_t space, uint32_t index,
+                                    uint32_t& value) {
+  return configAccess(write, far.controllerIndex(), far.route(), port, space, index, value, &far);
 }
 
 Status SimHost::configRead(size_t controller, uint64_t route, uint32_t port, uint32_t space, uint32_t index,

@@ -15,26 +15,45 @@ constexpr unsigned kAddressEnd = 24;
 constexpr unsigned kWriteEnd = 32;
 constexpr unsigned kWriteStatusEnd = 16;
 
-// Status register: the latch's bit, and the bits a status write stores
-// (block protect 1..0, write-protect enable).
+// Status register: write in progress, the latch's bit, and the bits a status
+// write stores (block protect 1..0, write-protect enable).
+constexpr uint8_t kWriteInProgressBit = 0x01;
 constexpr uint8_t kLatchBit = 0x02;
 constexpr uint8_t kStoredStatusBits = 0x8C;
 
 }  // namespace
 
-SpiEeprom::SpiEeprom(ByteMemory& memory, OutputFault fault) : memory_(memory), fault_(std::move(fault)) {}
+SpiEeprom::SpiEeprom(ByteMemory& memory, OutputFault fault, Clock clock)
+    : memory_(memory), fault_(std::move(fault)), now_(std::move(clock)) {}
 
-uint8_t SpiEeprom::statusRegister() const { return static_cast<uint8_t>(status_ | (writeEnabled_ ? kLatchBit : 0)); }
+bool SpiEeprom::writeInProgress() const { return now_() < busyUntil_; }
 
-void SpiEeprom::setWires(bool selected, bool clock, bool dataIn) {
-  if (selected != selected_) {
+uint8_t SpiEeprom::statusRegister() const {
+  return static_cast<uint8_t>(status_ | (writeEnabled_ ? kLatchBit : 0) |
+                              (writeInProgress() ? kWriteInProgressBit : 0));
+}
+
+void SpiEeprom::setWires(bool chipSelect, bool clock, bool dataIn) {
+  if (chipSelect && selected_) {
+    selected_ = false;
+    deselect();
+  } else if (!chipSelect && !selected_ && chipSelectSeenHigh_) {
     // The clock's level at the moment of selection is no edge.
-    selected_ = selected;
-    selected ? select() : deselect();
-  } else if (selected && clock != clock_) {
+    selected_ = true;
+    select();
+  } else if (selected_ && clock != clock_) {
     clock ? risingEdge(dataIn) : fallingEdge();
   }
+  chipSelectSeenHigh_ = chipSelect;
   clock_ = clock;
+}
+
+void SpiEeprom::release() {
+  if (selected_) {
+    selected_ = false;
+    deselect();
+  }
+  chipSelectSeenHigh_ = false;
 }
 
 void SpiEeprom::select() {
@@ -54,13 +73,15 @@ void SpiEeprom::deselect() {
       case kWriteDisable:
         writeEnabled_ = false;
         break;
-      // A completed write cycle leaves the latch cleared.
+      // A write starts the internal write cycle and clears the latch.
       case kWrite:
         if (writeEnabled_) memory_.write(wrap(address_), data_);
+        if (writeEnabled_) busyUntil_ = now_() + kWriteCycleMicroseconds;
         writeEnabled_ = false;
         break;
       case kWriteStatus:
         if (writeEnabled_) status_ = data_ & kStoredStatusBits;
+        if (writeEnabled_) busyUntil_ = now_() + kWriteCycleMicroseconds;
         writeEnabled_ = false;
         break;
     }
@@ -102,6 +123,11 @@ void SpiEeprom::risingEdge(bool dataIn) {
 }
 
 void SpiEeprom::instructionTaken() {
+  // During a write cycle only the status register answers.
+  if (instruction_ != kReadStatus && writeInProgress()) {
+    phase_ = Phase::Ignore;
+    return;
+  }
   switch (instruction_) {
     case kWriteEnable:
     case kWriteDisable:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 
 #include "kernel/config_space.h"
 #include "toolkit/utilities.h"
@@ -57,7 +58,11 @@ Status walkCapabilities(RouterHandle& handle, uint32_t port, uint32_t space, con
   uint8_t current = 0;
   Status s = firstCapability(handle, port, space, current);
   uint32_t header = 0;
-  while (s == status::kSuccess && current != 0) {
+  // Device data may chain capabilities into a loop; a capability met a
+  // second time ends the walk as a pointer to itself does.
+  std::bitset<256> visited;
+  while (s == status::kSuccess && current != 0 && !visited.test(current)) {
+    visited.set(current);
     s = handle.configReadWithPort(port, space, current, header);
     if (s != status::kSuccess) break;
     uint32_t following = 0;

@@ -16,9 +16,9 @@ using CapabilityVisitor = std::function<bool(uint8_t index, uint32_t header)>;
 
 /// Walks the capability chain of (port, space) of the router behind handle,
 /// calling visit for each capability in chain order until it returns true,
-/// the chain ends, or a capability points to itself. A chain that loops
-/// through two or more capabilities is not detected. Returns 0, or the status
-/// of the first failing read that the walk depends on.
+/// the chain ends, a capability points to itself, or the chain comes back to
+/// a capability already visited (each is visited once). Returns 0, or the
+/// status of the first failing read that the walk depends on.
 Status walkCapabilities(RouterHandle& handle, uint32_t port, uint32_t space, const CapabilityVisitor& visit);
 
 }  // namespace tbt

@@ -8,7 +8,9 @@
 // Each "[Route ...: Port a --> Port b]" is one router, entered by adapter a
 // and left by adapter b; the label between two of them is the link crossed.
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kernel/config_space.h"
@@ -230,36 +232,45 @@ std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port,
 
 std::string ThunderboltUserClientUtils::pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID,
                                                      bool checkForEDM) {
-  Adapter a;
   std::string out;
-  if (!describeAdapter(*this, port, andRouterID, a)) return out;
-  lookForXDomain(*this, a, andRouterID, checkForEDM, out);
-  if (a.type != kLaneAdapterType || a.xdomain) {
-    trace(out, "{ append:path_string (1) }\n");
-    appendf(out, "Port 0x%x] (%s)\n", a.number, a.name.c_str());
-    return out;
+  // The trace goes on router by router; what the next router adds follows
+  // the text of this one. Registry hop tables may send a path round in a
+  // circle: entering an adapter with a hop ID it already entered with ends
+  // the trace as an error.
+  std::set<std::tuple<uint64_t, uint32_t, uint64_t>> entered;  // route, adapter, hop ID
+  for (RegistryEntry current = port;;) {
+    Adapter a;
+    if (!describeAdapter(*this, current, andRouterID, a)) return out;
+    lookForXDomain(*this, a, andRouterID, checkForEDM, out);
+    if (a.type != kLaneAdapterType || a.xdomain) {
+      trace(out, "{ append:path_string (1) }\n");
+      appendf(out, "Port 0x%x] (%s)\n", a.number, a.name.c_str());
+      return out;
+    }
+    // A lane adapter without another host behind it: the path crosses the link.
+    RegistryEntry peer = peerForNULLPort(current, andRouterID);
+    const std::string label = laneLabel(*this, current, peer);
+    Crossing c = crossLink(*this, peer, hop, andRouterID);
+    if (c.outcome != Crossing::Error && !entered.emplace(c.peerRoute, c.peerNumber, hop).second)
+      c.outcome = Crossing::Error;
+    switch (c.outcome) {
+      case Crossing::Error:
+        trace(out, "{ append:path_string (2) }\n");
+        appendf(out, "Port 0x%x] %s ERROR\n", a.number, label.c_str());
+        return out;
+      case Crossing::Mismatch:
+        trace(out, "{ append:path_string (2) }\n");
+        appendf(out, "Port 0x%x] %s ERROR (HW/SW MISMATCH)\n", a.number, label.c_str());
+        return out;
+      case Crossing::Match:
+        trace(out, "{ append:path_string (3) }\n");
+        appendf(out, "Port 0x%x] %s [Route 0x%llx: Port 0x%x --> ", a.number, label.c_str(),
+                static_cast<unsigned long long>(c.peerRoute), c.peerNumber);
+        current = c.next;
+        hop = c.nextHopID;
+        break;
+    }
   }
-  // A lane adapter without another host behind it: the path crosses the link.
-  RegistryEntry peer = peerForNULLPort(port, andRouterID);
-  const std::string label = laneLabel(*this, port, peer);
-  const Crossing c = crossLink(*this, peer, hop, andRouterID);
-  switch (c.outcome) {
-    case Crossing::Error:
-      trace(out, "{ append:path_string (2) }\n");
-      appendf(out, "Port 0x%x] %s ERROR\n", a.number, label.c_str());
-      break;
-    case Crossing::Mismatch:
-      trace(out, "{ append:path_string (2) }\n");
-      appendf(out, "Port 0x%x] %s ERROR (HW/SW MISMATCH)\n", a.number, label.c_str());
-      break;
-    case Crossing::Match:
-      trace(out, "{ append:path_string (3) }\n");
-      appendf(out, "Port 0x%x] %s [Route 0x%llx: Port 0x%x --> %s", a.number, label.c_str(),
-              static_cast<unsigned long long>(c.peerRoute), c.peerNumber,
-              pathFromPort(c.next, c.nextHopID, andRouterID, checkForEDM).c_str());
-      break;
-  }
-  return out;
 }
 
 }  // namespace tbt

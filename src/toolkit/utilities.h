@@ -275,7 +275,8 @@ class ThunderboltUserClientUtils {
   /// a lane adapter that leads to no other host.
   std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID);
   /// The rest of a line: the path entering port's router by port with hop ID
-  /// hop, traced across links until it ends. checkForEDM also treats a lane
+  /// hop, traced across links until it ends, or until it enters an adapter
+  /// with a hop ID it entered before (a loop: an ERROR ending). checkForEDM also treats a lane
   /// adapter as an XDomain end when the adapter below it has the link.
   std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM);
 

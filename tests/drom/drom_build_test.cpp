@@ -89,15 +89,15 @@ TEST(GoldenImage, LaneAndPCIeUpDevice) {
   const Bytes golden = {
       0x50,                                            // CRC-8 of the UID
       0xEF, 0xCD, 0xAB, 0x89, 0x67, 0x45, 0x23, 0x01,  // UID 0x0123456789abcdef
-      0xA8, 0x5D, 0x0A, 0x88,                          // CRC-32C of bytes 13..53
+      0x75, 0x79, 0x27, 0x84,                          // CRC-32C of bytes 13..53
       0x01,                                            // version
       0x29, 0x00,                                      // length 41 (from offset 13)
       0x34, 0x92, 0x78, 0xD6,                          // vendor 0x9234, model 0xd678
       0x82, 0x83,                                      // model and firmware revisions
       0x08, 0x81,                                      // port 1, lane adapter:
-      0x9A, 0x23,                                      //   dual link: bit 4 flag, RID 0xa, port 0x23
+      0x9A, 0xA3,                                      //   dual link: bit 4 flag, RID 0xa, port 0xa3
       0xAC, 0xA1,                                      //   micro type 5, RID 0xc, AID 0xa1
-      0x8E, 0x27,                                      //   peer port: RID 0xe, port 0x27
+      0x8E, 0xA7,                                      //   peer port: RID 0xe, port 0xa7
       0x0B, 0x82,                                      // port 2, PCIe up adapter:
       0xE5,                                            //   device 7, function 5
       0x23, 0xE9,                                      //   slot, leaf, asymmetric, required bandwidth 0x923
@@ -112,21 +112,25 @@ TEST(GoldenImage, LaneAndPCIeUpDevice) {
   ParsedROM& values = built.drom.genericROM();
   values = {.uid = 0x0123456789ABCDEF, .version = 1, .vendorID = 0x9234, .modelID = 0xD678, .modelRev = 0x82,
             .firmwareRev = 0x83};
-  values.ports[1].lane = {1, 1, 0xA, 0x23, 5, 0xC, 0xA1, 1, 0xE, 0x27};
+  // The port numbers are written as whole bytes and read back as 6 bits.
+  values.ports[1].lane = {1, 1, 0xA, 0xA3, 5, 0xC, 0xA1, 1, 0xE, 0xA7};
   values.ports[2].pci = {7, 5, 1, 1, 1, 1, 0x923, 0x856, 0xF89, 0xABC};
   built.drom.setVendorName("AB");
   built.drom.setModelName("C");
   built.drom.addGenericType(5, {0xDE, 0xAD});
   ASSERT_EQ(built.drom.buildROM(kBuildFullImage), status::kSuccess);
   EXPECT_EQ(imageOf(built.drom), golden);
-  EXPECT_NE(built.printed.find("CRC32: 0x880a5da8 Len: 0x29 Offset: 0xd\n"), std::string::npos);
+  EXPECT_NE(built.printed.find("CRC32: 0x84277975 Len: 0x29 Offset: 0xd\n"), std::string::npos);
   // The parser reads every field back from the same bytes.
   CapturedDROM parsed(findNamedPortMap("lane1-pcieup1")->pairs);
   ASSERT_EQ(parsed.parse(golden), status::kSuccess);
   const ParsedROM& rom = parsed.drom.getParsedROM();
   EXPECT_EQ(std::tie(rom.vendorID, rom.modelID, rom.modelRev, rom.firmwareRev),
             std::tie(values.vendorID, values.modelID, values.modelRev, values.firmwareRev));
-  EXPECT_EQ(rom.ports[0], values.ports[1]);
+  PortRecord lane = values.ports[1];
+  lane.lane.dualLinkPortNum &= 0x3F;
+  lane.lane.peerPortNum &= 0x3F;
+  EXPECT_EQ(rom.ports[0], lane);
   EXPECT_EQ(rom.ports[1], values.ports[2]);
 }
 

@@ -97,7 +97,13 @@ std::vector<ParseCase> parseCases() {
        {"entry at offset 0x1c reaches past the buffer end 0x20\n"}, {}, 1},
       {"laneFieldsPastEnd", makeImage({{2, 0x81}}), kOneOfEach, status::kGeneralFailure,
        {"entry at offset 0x16 reaches past the buffer end 0x18\n"}},
-      {"port0", makeImage({{2, 0x80}, kModelName}), kOneOfEach, status::kGeneralFailure,
+      // Ports the map does not name are reported and skipped whatever their
+      // number (a hub with 14 adapters); only one the map names must have a record.
+      {"port0NotInMap", makeImage({{2, 0x80}, kModelName}), kOneOfEach, 0,
+       {"Could not find port 0 in port map!\n", "Model Name; 'Z'\n"}, {"outside"}, 1},
+      {"port14NotInMap", makeImage({{8, 0x8E, 0, 0, 0, 0, 0, 0}, kModelName}), kOneOfEach, 0,
+       {"portNum: 0xe\nCould not find port 14 in port map!\n", "Model Name; 'Z'\n"}, {"outside"}, 1},
+      {"port0InMap", makeImage({{2, 0x80}, kModelName}), {{0, 0x1}}, status::kGeneralFailure,
        {"portNum 0 is outside the 13 port records; entry skipped\n", "Model Name; 'Z'\n"}, {}, 1},
       {"port14ThenNames", makeImage({{8, 0x8E, 0, 0, 0, 0, 0, 0}, kVendorName, kModelName}), {{14, 0x1}},
        status::kGeneralFailure, {"portNum 14 is outside the 13 port records; entry skipped\n", "Vendor Name; 'Acm'\n",

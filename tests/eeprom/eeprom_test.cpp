@@ -13,6 +13,7 @@
 #include "sim/eeprom_pins_model.h"
 #include "sim/faults.h"
 #include "sim/nvm_mailbox_model.h"
+#include "sim/sim_host.h"
 #include "support/host_builder.h"
 #include "toolkit/utilities.h"
 
@@ -22,7 +23,7 @@ namespace {
 constexpr uint64_t kSwitch = 0x1;
 constexpr uint8_t kDft = 0x40;
 constexpr uint32_t kPins = kDft + 4;
-constexpr uint32_t kChipSelect = 0x02, kOwner = 0x10;
+constexpr uint32_t kClock = 0x01, kChipSelect = 0x02, kDataIn = 0x04, kOwner = 0x10;
 constexpr uint8_t kLinkController = 0x50;
 constexpr uint32_t kMailboxBase = kLinkController + 0x10;
 constexpr uint32_t kCommand = kMailboxBase + 156;
@@ -105,6 +106,89 @@ TEST_F(Eeprom, AWriteWithoutTheWriteEnableLatchIsIgnored) {
   utils().eeCS1forRouterHandle(handle_, kDft);
   utils().eeBB0forRouterHandle(handle_, kDft);
   EXPECT_EQ(stored(0x10), pattern(0x10));
+}
+
+// The pin-register writes of the access log as what they do to the wires:
+// "BB1"/"BB0" when the host takes/releases the pins, "CS0"/"CS1" when it
+// selects/deselects, and each byte clocked in while selected, in hex.
+std::vector<std::string> pinEvents(const sim::SimHost& sim, uint32_t pins) {
+  std::vector<std::string> events;
+  uint32_t bits = 0, count = 0;
+  for (const sim::AccessRecord& access : sim.accessLog()) {
+    if (access.kind != sim::AccessKind::ConfigWrite || access.index != kPins) continue;
+    const uint32_t changed = access.value ^ pins;
+    if (changed & kOwner) events.push_back(access.value & kOwner ? "BB1" : "BB0");
+    if (changed & kChipSelect) {
+      events.push_back(access.value & kChipSelect ? "CS1" : "CS0");
+      bits = count = 0;
+    }
+    if ((changed & kClock) && (access.value & kClock) && !(access.value & kChipSelect)) {
+      bits = bits << 1 | ((access.value & kDataIn) ? 1 : 0);
+      if (++count == 8) events.push_back(textf("%02x", bits)), bits = count = 0;
+    }
+    pins = access.value;
+  }
+  return events;
+}
+
+// A byte write is three transactions, each giving back what it took in
+// reverse order: deselect, then release the pins, and write disable last.
+TEST_F(Eeprom, AByteWriteDrivesTheWiresInOrder) {
+  start();
+  sim().setAccessLogEnabled(true);
+  const uint32_t before = router().peek(0, kDeviceSpace, kPins);
+  ASSERT_EQ(utils().eeByteWrite(0x5A, 0x0123, handle_, kDft), status::kSuccess);
+  EXPECT_EQ(pinEvents(sim(), before),
+            (std::vector<std::string>{"BB1", "CS0", "06", "CS1", "BB0",                          // write enable
+                                      "BB1", "CS0", "02", "01", "23", "5a", "CS1", "BB0",       // the write
+                                      "BB1", "CS0", "04", "CS1", "BB0"}));                      // write disable
+  EXPECT_EQ(stored(0x123), 0x5A);
+}
+
+// The part selects only on a chip-select edge it sees while the host owns
+// the pins: taking the pins with chip select already low selects nothing.
+TEST_F(Eeprom, OnlyAFallingChipSelectSelects) {
+  start();
+  router().poke(0, kDeviceSpace, kPins, 0);
+  ASSERT_EQ(utils().eeBB1forRouterHandle(handle_, kDft), status::kSuccess);
+  utils().eeDataWrite(0x06, handle_, kDft);
+  utils().eeCS1forRouterHandle(handle_, kDft);
+  EXPECT_FALSE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
+  utils().eeCS0forRouterHandle(handle_, kDft);
+  utils().eeDataWrite(0x06, handle_, kDft);
+  utils().eeCS1forRouterHandle(handle_, kDft);
+  utils().eeBB0forRouterHandle(handle_, kDft);
+  EXPECT_TRUE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
+}
+
+// On a fast host (2 us an access) the write cycle outlasts the write
+// disable after a write: only the pause ahead of the next byte operation
+// lets the read find the byte. Meanwhile the part answers nothing but its
+// status register, which shows the cycle.
+TEST_F(Eeprom, AReadAfterAWriteWaitsForTheWriteCycle) {
+  start();
+  sim().setAccessLatencyMicroseconds(2);
+  ASSERT_EQ(utils().eeByteWrite(0x5A, 0x10, handle_, kDft), status::kSuccess);
+  const sim::SpiEeprom& part = sim::eepromPinsOf(router())->eeprom();
+  ASSERT_TRUE(part.writeInProgress());
+  auto transaction = [&](uint8_t instruction, bool withAddress) {
+    uint8_t byte = 0xEE;
+    utils().eeBB1forRouterHandle(handle_, kDft);
+    utils().eeCS0forRouterHandle(handle_, kDft);
+    utils().eeDataWrite(instruction, handle_, kDft);
+    if (withAddress) utils().eeAddressWrite(0x10, handle_, kDft);
+    utils().eeDataRead(byte, handle_, kDft);
+    utils().eeCS1forRouterHandle(handle_, kDft);
+    utils().eeBB0forRouterHandle(handle_, kDft);
+    return byte;
+  };
+  EXPECT_EQ(transaction(0x05, false) & 1, 1) << "write in progress";
+  EXPECT_EQ(transaction(0x03, true), 0x00) << "data out is not driven";
+  ASSERT_TRUE(part.writeInProgress());
+  uint8_t byte = 0;
+  ASSERT_EQ(utils().eeByteRead(byte, 0x10, handle_, kDft), status::kSuccess);
+  EXPECT_EQ(byte, 0x5A);
+  EXPECT_EQ(transaction(0x05, false) & 1, 0);
 }
 
 // The status register round trip prints what it read; a masked write sets
@@ -193,7 +277,8 @@ TEST_P(EepromOwnership, WaitsForThePins) {
   EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kPins), c.reads);
   EXPECT_EQ(sim().configWritesOf(kSwitch, 0, kDeviceSpace, kPins), c.writes);
   const uint64_t polls = c.heldReads < 0 ? 10000 : c.heldReads + 1;
-  EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (c.reads + c.writes) * 10 + (polls - 1) * 100);
+  EXPECT_EQ(sim().hardwareTimeMicroseconds() - before,
+            (c.reads + c.writes) * sim().accessLatencyMicroseconds() + (polls - 1) * 100);
   if (c.heldReads < 0) {
     uint8_t byte = 0;
     EXPECT_EQ(utils().eeByteRead(byte, 0, handle_, kDft), status::kExclusiveAccess);
@@ -314,7 +399,8 @@ TEST_F(Eeprom, AStuckMailboxIsPolledTenThousandTimes) {
               errorToo ? status::kNotReadable : status::kNotResponding);
     EXPECT_EQ(sim().configReadsOf(kSwitch, 0, kDeviceSpace, kCommand), 10000u);
     // Identity read, 16 clears, the request, 10000 polls 10 us apart.
-    EXPECT_EQ(sim().hardwareTimeMicroseconds() - before, (1 + 16 + 1 + 10000) * 10 + 9999 * 10u);
+    EXPECT_EQ(sim().hardwareTimeMicroseconds() - before,
+              (1 + 16 + 1 + 10000) * sim().accessLatencyMicroseconds() + 9999 * 10u);
   }
 }
 

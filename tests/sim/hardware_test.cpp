@@ -3,8 +3,11 @@
 // models, and the time every access costs.
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include <nlohmann/json.hpp>
 
+#include "sim/eeprom_pins_model.h"
 #include "sim/sim_platform.h"
 
 namespace tbt::sim {
@@ -163,6 +166,36 @@ TEST_F(Hardware, ClockAndAccounting) {
   v2_->configRead(0, 0, 2, 0, 1, buf);
   ASSERT_EQ(hw().accessLog().size(), 1u);
   EXPECT_EQ(hw().accessLog()[0].value, 0x12345678u);
+}
+
+// Without "access-latency-us" one access costs what a host with a software
+// connection manager measures.
+TEST(HardwareClock, DefaultAccessLatency) {
+  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0}]}]})", nullptr);
+  ASSERT_NE(p, nullptr);
+  uint32_t v = 0;
+  p->sim().configRead(0, 0, 0, 2, 0, v);
+  EXPECT_EQ(p->sim().hardwareTimeMicroseconds(), 130u);
+}
+
+// A model sits where the host file stores the capability's header, wherever
+// the chain of next pointers leads (here: nowhere); the lowest such double
+// word counts, and double words 0 and 1 are registers, never capabilities.
+TEST(HardwareModels, SitWhereTheHostFileDeclaresTheCapability) {
+  struct Case {
+    const char* deviceSpace;
+    std::optional<uint32_t> pins;
+  };
+  for (const Case& c : {Case{R"({"1": "0x0", "0x40": "0x10010500"})", 0x44u},
+                        Case{R"({"1": "0x60", "0x60": "0x10010500", "0x30": "0x00010500"})", 0x34u},
+                        Case{R"({"0": "0x00010500", "1": "0x00010500"})", std::nullopt}}) {
+    auto p = loadHost(std::string(R"({"controllers": [{"routers": [{"route": 0, "eeprom": {}, "device-space": )") +
+                          c.deviceSpace + "}]}]}",
+                      nullptr);
+    ASSERT_NE(p, nullptr);
+    const EepromPinsModel* pins = eepromPinsOf(*p->sim().router(0, 0));
+    EXPECT_EQ(pins ? std::optional<uint32_t>(pins->pinRegister()) : std::nullopt, c.pins) << c.deviceSpace;
+  }
 }
 
 /// A register that counts its reads, standing in for a hardware model.

@@ -89,6 +89,12 @@ INSTANTIATE_TEST_SUITE_P(
                  status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x11}},
         WalkCase{"PointsToItself", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000310}}, {}, kId7, kIdMask,
                  status::kNotFound, 0, {2, 1, 2, 0x10, 0x11}},
+        // A chain that comes back to a capability already visited ends there
+        // (here through double word 1, whose low byte points at 0x40).
+        WalkCase{"LoopOfTwo", kDeviceSpace, {{1, 0x140}, {0x40, 0x01000301}}, {}, kId7, kIdMask,
+                 status::kNotFound, 0, {2, 1, 2, 0x40, 0x41, 0x01, 0x02}},
+        WalkCase{"LoopThroughLongHeader", kDeviceSpace,
+                 {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0120}, {0x20, 0x01000310}}, {}, kId7, kIdMask, status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x11, 0x20, 0x21}},
         WalkCase{"ItselfMatches", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000710}}, {}, kId7, kIdMask,
                  status::kSuccess, 0x10, {2, 1, 2, 0x10, 0x11}},
         WalkCase{"HeaderUnreadable", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000320}}, 0x20u, kId7, kIdMask,

@@ -48,6 +48,11 @@ const PathCase kPathCases[] = {
     {"FarEndHasNoSuchHop",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9); },
      "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== ERROR\n"},
+    // The hop tables send the path back over the link it came by.
+    {"LoopEndsAtTheFirstAdapterEnteredTwice",
+     [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 1, 9).hop(0x1, 1, 9, 1, 9).hop(0x0, 1, 9, 1, 9); },
+     "OS: (DP In) [Route 0x0: Port 0xb --> Port 0x1] ===== [Route 0x1: Port 0x1 --> Port 0x1] ===== "
+     "[Route 0x0: Port 0x1 --> Port 0x1] ===== ERROR\n"},
     {"NoAdapterToLeaveBy",
      [](TopologyBuilder& b) { b.hop(0x0, 11, 8, 7, 9); },
      "OS: (DP In) [Route 0x0: Port 0xb --> ERROR\n"},

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "kernel/config_space.h"
@@ -83,6 +84,42 @@ INSTANTIATE_TEST_SUITE_P(Bridges, RemoteRoundTrip,
                                            RoundTrip{"CommandFormByRoute", {1}, true, 0xb0b0b0b0}),
                          [](const ::testing::TestParamInfo<RoundTrip>& info) { return info.param.name; });
 
+// A far router is hardware like any other: behind its DFT capability's pins
+// an EEPROM answers, its link controller reads its NVM, and its accesses are
+// counted, logged and checked against the faults under its own route.
+TEST(FarRouter, HasTheModelsAndFaultsOfAnyRouter) {
+  nlohmann::json json = nlohmann::json::parse(test::fixtureHost("rich.json"));
+  nlohmann::json& far = routerOf(json, kParentRoute)["bridges"]["0"]["router"];
+  // The link controller (200 double words long: it has the NVM mailbox), then a DFT capability.
+  far["device-space"]["0x10"] = "0x20060530";
+  far["device-space"]["0x12"] = "0x00c81001";
+  far["device-space"]["0x30"] = "0x10010500";
+  far["device-space"]["0x3c"] = "0x100";
+  far["eeprom"] = {{"size", 256}, {"bytes", {{"0x10", "c0ffee"}}}};
+  far["nvm"] = {{"bytes", {{"0x20", "0123456789abcdef"}}}};
+  json["faults"] = {{{"op", "config-read"}, {"route", "0x201"}, {"space", 2}, {"index", "0x7f"}, {"times", 0}}};
+  ScopedHost host(json.dump());
+  host.sim().setAccessLogEnabled(true);
+  auto& utils = ThunderboltUserClientUtils::sharedInstance();
+  auto handle = remoteThrough({0});
+
+  uint8_t eeprom[3] = {};
+  ASSERT_EQ(utils.eeMultiByteRead(eeprom, 3, 0x10, *handle, 0x30), status::kSuccess);
+  EXPECT_EQ(std::vector<uint8_t>(eeprom, eeprom + 3), (std::vector<uint8_t>{0xC0, 0xFF, 0xEE}));
+  std::vector<uint8_t> nvm(8);
+  ASSERT_EQ(utils.nvmRead(nvm.data(), 8, 0x20, *handle), status::kSuccess);
+  EXPECT_EQ(nvm, (std::vector<uint8_t>{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}));
+
+  EXPECT_GT(host.sim().configWritesOf(0x201, 0, kDeviceSpace, 0x34), 100u) << "the pins were driven";
+  uint32_t value = 0;
+  ASSERT_EQ(handle->configReadWithPort(0, kDeviceSpace, 0x7f, value), status::kSuccess);
+  EXPECT_EQ(host.sim().faults()[0].matched, 1u);
+  const auto& log = host.sim().accessLog();
+  EXPECT_TRUE(std::any_of(log.begin(), log.end(), [](const sim::AccessRecord& r) {
+    return r.bridged && r.route == 0x201 && r.index == 0x7f && r.kind == sim::AccessKind::ConfigRead;
+  }));
+}
+
 // Remote access by route only ever uses router ID 0.
 TEST(RemoteByRoute, OnlyThroughRouterIDZero) {
   uint32_t value = 0;
@@ -143,6 +180,18 @@ TEST_F(PlainParent, PortMicroModeRefusesWithoutTransfers) {
     EXPECT_EQ(host_.sim().configWriteCount(), 0u);
     EXPECT_EQ(host_.sim().logLines().at(0), textf("RemoteRouterHandle - initializeIECS - portMicroMode = %d", portMicroMode));
   }
+}
+
+// A parent whose capability chain loops (0x40 -> DW 1 -> 0x40) has no link
+// controller to be found: the access ends instead of walking forever.
+TEST_F(PlainParent, LoopingCapabilityChainEndsAsNotFound) {
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0, 0x15ef8086);
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 1, 0x140);
+  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0x40, 0x00000001);
+  auto handle = handleOnParent();
+  uint32_t value = 7;
+  EXPECT_EQ(handle->configReadWithPort(0, kDeviceSpace, 0, value), status::kNotFound);
+  EXPECT_EQ(host_.sim().configReadCount(), 1u + 3 + 4) << "identity, DW 2/1/2, two capabilities";
 }
 
 TEST_F(PlainParent, InitializationIsTriedOncePerHandle) {
