@@ -156,7 +156,7 @@ class ControllerCapture {
         out.failures[index] = s;
         continue;
       }
-      out.values[index] = uint32_t{buffer[0]} << 24 | uint32_t{buffer[1]} << 16 | uint32_t{buffer[2]} << 8 | buffer[3];
+      out.values[index] = loadBigEndian(buffer);
     }
     return out;
   }

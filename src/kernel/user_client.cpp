@@ -27,18 +27,6 @@ Status allocate(size_t size, std::vector<uint8_t>& buffer) {
   return status::kSuccess;
 }
 
-// Configuration double words travel big-endian in the driver's buffer.
-uint32_t loadBigEndian(const uint8_t* bytes) {
-  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
-void storeBigEndian(uint32_t value, uint8_t* bytes) {
-  bytes[0] = static_cast<uint8_t>(value >> 24);
-  bytes[1] = static_cast<uint8_t>(value >> 16);
-  bytes[2] = static_cast<uint8_t>(value >> 8);
-  bytes[3] = static_cast<uint8_t>(value);
-}
-
 bool& powerSavingsSwitch() {
   static bool on = false;
   return on;

@@ -13,17 +13,6 @@ namespace tbt::linux_host {
 
 namespace {
 
-void storeBigEndian(uint32_t v, uint8_t* p) {
-  p[0] = static_cast<uint8_t>(v >> 24);
-  p[1] = static_cast<uint8_t>(v >> 16);
-  p[2] = static_cast<uint8_t>(v >> 8);
-  p[3] = static_cast<uint8_t>(v);
-}
-
-uint32_t loadBigEndian(const uint8_t* p) {
-  return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-}
-
 // A configuration write moves at most this many double words (a whole space).
 constexpr uint32_t kMaxWriteCount = 0x2000;
 
@@ -84,8 +73,8 @@ class LinuxPlugIn : public ControllerPlugIn {
 
 Status LinuxControllerDriver::createPlugIn(const RegistryEntry& controller, std::unique_ptr<ControllerPlugIn>& out) {
   const auto* node = controller ? dynamic_cast<const LinuxNode*>(&*controller) : nullptr;
-  if (!node || !node->domain) return status::kUnsupported;
-  out = std::make_unique<LinuxPlugIn>(*this, *node->domain);
+  if (!node || !node->controllerIndex) return status::kUnsupported;
+  out = std::make_unique<LinuxPlugIn>(*this, static_cast<uint32_t>(*node->controllerIndex));
   return status::kSuccess;
 }
 

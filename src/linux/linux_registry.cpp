@@ -11,33 +11,12 @@
 namespace tbt::linux_host {
 namespace {
 
-// Each registry class this backend publishes and the class it derives from.
-constexpr std::pair<std::string_view, std::string_view> kClassTable[] = {
-    {"IOService", "IORegistryEntry"},
-    {"IOPlatformDevice", "IOService"},
-    {"IOPMrootDomain", "IOService"},
-    {"IOPMPowerSource", "IOService"},
-    {"KelvoSmartBattery", "IOPMPowerSource"},
-    {"IOStorage", "IOService"},
-    {"IOMedia", "IOStorage"},
-    {"IOThunderboltController", "IOService"},
-    {"IOThunderboltSwitch", "IOService"},
-    {"IOThunderboltPort", "IOService"},
-    {"IOThunderboltXDomainLink", "IOService"},
-};
-
-constexpr std::string_view kServicePlane = "IOService:/";
 constexpr size_t kMaxDromBytes = 0x10000;
 constexpr uint32_t kRouterConfigDword = 1;
 constexpr uint32_t kAdapterTypeDword = 2;
 constexpr uint32_t kHostInterfaceAdapter = 2;
 constexpr uint32_t kLaneAdapter = 1;
 
-std::string_view superclassOf(std::string_view name) {
-  for (const auto& [cls, super] : kClassTable)
-    if (cls == name) return super;
-  return {};
-}
 
 unsigned long long ull(uint64_t v) { return static_cast<unsigned long long>(v); }
 
@@ -179,7 +158,7 @@ class DomainBuilder {
 };
 
 void addHostProbes(LinuxNode& platform, const HostFacts& f,
-                   std::map<std::string, std::shared_ptr<LinuxNode>, std::less<>>& aliases) {
+                   RegistryAliases& aliases) {
   if (f.boardName) {
     // Published as data with its terminating NUL, as the board id always is.
     std::vector<uint8_t> bytes(f.boardName->begin(), f.boardName->end());
@@ -206,55 +185,8 @@ void addHostProbes(LinuxNode& platform, const HostFacts& f,
 
 }  // namespace
 
-bool LinuxNode::conformsTo(std::string_view className) const {
-  for (std::string_view c = class_; !c.empty(); c = superclassOf(c))
-    if (c == className) return true;
-  return false;
-}
-
-std::optional<Property> LinuxNode::property(std::string_view key) const {
-  const Property* p = props_.find(key);
-  return p ? std::optional<Property>(*p) : std::nullopt;
-}
-
-std::vector<std::string> LinuxNode::propertyKeys() const {
-  std::vector<std::string> keys;
-  for (const auto& [k, v] : props_.items()) keys.push_back(k);
-  return keys;
-}
-
-std::vector<RegistryEntry> LinuxNode::children() const {
-  std::vector<RegistryEntry> out;
-  for (const auto& c : children_) out.emplace_back(c);
-  return out;
-}
-
-std::vector<RegistryEntry> LinuxNode::parents() const {
-  if (auto p = parent_.lock()) return {RegistryEntry(p)};
-  return {};
-}
-
-std::string LinuxNode::path() const {
-  std::vector<const LinuxNode*> chain;
-  for (auto p = shared_from_this(); p; p = p->parent_.lock()) chain.push_back(p.get());
-  std::string out(kServicePlane);
-  for (size_t i = chain.size() - 1; i-- > 0;) {
-    out += chain[i]->name_;
-    if (i) out += '/';
-  }
-  return out;
-}
-
-std::shared_ptr<LinuxNode> LinuxNode::addChild(std::string className, std::string name) {
-  auto child = std::make_shared<LinuxNode>(std::move(className), std::move(name));
-  child->parent_ = weak_from_this();
-  children_.push_back(child);
-  return child;
-}
-
 LinuxRegistry::LinuxRegistry(const SysfsTree& tree, DebugfsSpaces& spaces, LinuxFiles& files,
-                             const std::string& debugfsDirectory, const HostFacts& facts)
-    : root_(std::make_shared<LinuxNode>("IORegistryEntry", "Root")) {
+                             const std::string& debugfsDirectory, const HostFacts& facts) {
   auto platform = root_->addChild("IOPlatformDevice", "Platform");
   aliases_["IODeviceTree:/"] = platform;
   addHostProbes(*platform, facts, aliases_);
@@ -262,47 +194,9 @@ LinuxRegistry::LinuxRegistry(const SysfsTree& tree, DebugfsSpaces& spaces, Linux
   for (const SysfsRouter& r : tree.routers) domains.insert(r.at.domain);
   for (uint32_t d : domains) {
     auto node = platform->addChild("IOThunderboltController", textf("IOThunderboltController@%u", d));
-    node->domain = d;
+    node->controllerIndex = d;
     DomainBuilder(d, tree, spaces, files, debugfsDirectory).build(*node);
   }
-}
-
-RegistryEntry LinuxRegistry::fromPath(std::string_view path) const {
-  if (auto it = aliases_.find(path); it != aliases_.end()) return RegistryEntry(it->second);
-  if (path.substr(0, kServicePlane.size()) != kServicePlane) return {};
-  std::shared_ptr<LinuxNode> node = root_;
-  std::string_view rest = path.substr(kServicePlane.size());
-  while (node && !rest.empty()) {
-    size_t slash = rest.find('/');
-    std::string_view name = rest.substr(0, slash);
-    rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
-    std::shared_ptr<LinuxNode> next;
-    for (const auto& c : node->childNodes())
-      if (c->name() == name) next = c;
-    node = next;
-  }
-  return node ? RegistryEntry(node) : RegistryEntry();
-}
-
-std::vector<RegistryEntry> LinuxRegistry::matching(std::string_view className,
-                                                   const PropertyDict* propertyMatch) const {
-  std::vector<RegistryEntry> out;
-  std::vector<std::shared_ptr<LinuxNode>> stack{root_};
-  while (!stack.empty()) {
-    auto node = std::move(stack.back());
-    stack.pop_back();
-    bool match = node->conformsTo(className);
-    if (match && propertyMatch) {
-      for (const auto& [k, v] : propertyMatch->items()) {
-        const Property* have = node->properties().find(k);
-        if (!have || !(*have == v)) match = false;
-      }
-    }
-    if (match) out.emplace_back(node);
-    const auto& kids = node->childNodes();
-    stack.insert(stack.end(), kids.rbegin(), kids.rend());
-  }
-  return out;
 }
 
 }  // namespace tbt::linux_host

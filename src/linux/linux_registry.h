@@ -13,38 +13,12 @@
 
 #include "linux/debugfs_spaces.h"
 #include "linux/sysfs_tree.h"
-#include "platform/registry.h"
+#include "platform/registry_tree.h"
 
 namespace tbt::linux_host {
 
-/// One registry entry.
-class LinuxNode : public RegistryNode, public std::enable_shared_from_this<LinuxNode> {
- public:
-  LinuxNode(std::string className, std::string name) : class_(std::move(className)), name_(std::move(name)) {}
-
-  std::string className() const override { return class_; }
-  bool conformsTo(std::string_view className) const override;
-  std::optional<Property> property(std::string_view key) const override;
-  std::vector<std::string> propertyKeys() const override;
-  std::vector<RegistryEntry> children() const override;
-  std::vector<RegistryEntry> parents() const override;
-  std::string path() const override;
-
-  const std::string& name() const { return name_; }
-  PropertyDict& properties() { return props_; }
-  const PropertyDict& properties() const { return props_; }
-  std::shared_ptr<LinuxNode> addChild(std::string className, std::string name);
-  const std::vector<std::shared_ptr<LinuxNode>>& childNodes() const { return children_; }
-  /// The domain a controller entry stands for.
-  std::optional<uint32_t> domain;
-
- private:
-  std::string class_;
-  std::string name_;
-  PropertyDict props_;
-  std::vector<std::shared_ptr<LinuxNode>> children_;
-  std::weak_ptr<LinuxNode> parent_;
-};
+/// One registry entry; a controller entry's controllerIndex is its domain.
+using LinuxNode = RegistryTreeNode;
 
 /// Facts about the host from its own files; each absent when its file is.
 struct HostFacts {
@@ -60,21 +34,12 @@ struct HostFacts {
 /// Reads the host facts below root ("" for the running system).
 HostFacts readHostFacts(LinuxFiles& files, const std::string& root);
 
-class LinuxRegistry : public Registry {
+class LinuxRegistry : public RegistryTree {
  public:
   /// Builds the registry from the sysfs scan, the debugfs spaces (adapter
   /// folders, adapter types, upstream adapters, DROM files) and the facts.
   LinuxRegistry(const SysfsTree& tree, DebugfsSpaces& spaces, LinuxFiles& files, const std::string& debugfsDirectory,
                 const HostFacts& facts);
-
-  RegistryEntry root() const override { return RegistryEntry(root_); }
-  RegistryEntry fromPath(std::string_view path) const override;
-  std::vector<RegistryEntry> matching(std::string_view className,
-                                      const PropertyDict* propertyMatch = nullptr) const override;
-
- private:
-  std::shared_ptr<LinuxNode> root_;
-  std::map<std::string, std::shared_ptr<LinuxNode>, std::less<>> aliases_;
 };
 
 }  // namespace tbt::linux_host

@@ -14,6 +14,17 @@ namespace tbt {
 inline constexpr uint32_t kDeviceInterfaceV1 = 1;
 inline constexpr uint32_t kDeviceInterfaceV2 = 2;
 
+/// A configuration double word as it travels in the buffer (big-endian).
+constexpr uint32_t loadBigEndian(const uint8_t* bytes) {
+  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+}
+constexpr void storeBigEndian(uint32_t value, uint8_t* bytes) {
+  bytes[0] = static_cast<uint8_t>(value >> 24);
+  bytes[1] = static_cast<uint8_t>(value >> 16);
+  bytes[2] = static_cast<uint8_t>(value >> 8);
+  bytes[3] = static_cast<uint8_t>(value);
+}
+
 /// IECS transaction direction and mode values.
 inline constexpr uint32_t kIecsDirectionRead = 0;
 inline constexpr uint32_t kIecsDirectionWrite = 1;

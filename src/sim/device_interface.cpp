@@ -8,17 +8,6 @@ namespace tbt::sim {
 
 namespace {
 
-void storeBigEndian(uint32_t v, uint8_t* p) {
-  p[0] = static_cast<uint8_t>(v >> 24);
-  p[1] = static_cast<uint8_t>(v >> 16);
-  p[2] = static_cast<uint8_t>(v >> 8);
-  p[3] = static_cast<uint8_t>(v);
-}
-
-uint32_t loadBigEndian(const uint8_t* p) {
-  return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-}
-
 class SimDeviceInterface : public DeviceInterface {
  public:
   SimDeviceInterface(SimHost& host, size_t controller, uint32_t version)

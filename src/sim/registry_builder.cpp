@@ -96,7 +96,7 @@ class TreeBuilder {
 };
 
 void addHostProbes(SimNode& platform, const HostFacts& f,
-                   std::map<std::string, std::shared_ptr<SimNode>, std::less<>>& aliases) {
+                   RegistryAliases& aliases) {
   if (f.boardId) {
     // The board id is published as data with its terminating NUL.
     std::vector<uint8_t> bytes(f.boardId->begin(), f.boardId->end());
@@ -123,7 +123,7 @@ void addHostProbes(SimNode& platform, const HostFacts& f,
 
 }  // namespace
 
-SimRegistry::SimRegistry(const SimHost& host) : root_(std::make_shared<SimNode>("IORegistryEntry", "Root")) {
+SimRegistry::SimRegistry(const SimHost& host) {
   auto platform = root_->addChild("IOPlatformDevice", "Platform");
   aliases_["IODeviceTree:/"] = platform;
   addHostProbes(*platform, host.facts(), aliases_);
