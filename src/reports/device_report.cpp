@@ -17,15 +17,6 @@ constexpr Line kDeviceHeader[] = {
 };
 static_assert(formatsMatch(kDeviceHeader));
 
-// A capability without a decoder of its own.
-constexpr Line kOtherCapability{0, "\n  %03x:  %08x   Cap ID = 0x%02x   Next Cap Ptr=0x%02x\n", {{15, 8}, {7, 0}}};
-static_assert(formatMatches(kOtherCapability));
-
-// The header of the vendor-specific capabilities without a name of their own.
-constexpr Line kVsecHeader{
-    0, "\n  %03x:  %08x   VSEC length=0x%02x   VSEC ID=0x%02x   Cap ID=0x%02x   Next Cap Ptr=0x%02x\n",
-    {{31, 24}, {23, 16}, {15, 8}, {7, 0}}};
-static_assert(formatMatches(kVsecHeader));
 // A vendor-specific capability of length 0 has a second header double word.
 constexpr Line kExtendedHeader{1, "  %03x:  %08x   Extended Length = 0x%04x  Extended Next Cap Ptr=0x%04x\n",
                                {{31, 16}, {15, 0}}};

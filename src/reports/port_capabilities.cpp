@@ -109,10 +109,6 @@ void printTmuCapability(RegisterPrinter& p, uint32_t port) {
 
 // ---- Vendor-specific capabilities (capability ID 5) ----
 
-constexpr Line kVsecHeader{
-    0, "\n  %03x:  %08x   VSEC length=0x%02x   VSEC ID=0x%02x   Cap ID=0x%02x   Next Cap Ptr=0x%02x\n",
-    {{31, 24}, {23, 16}, {15, 8}, {7, 0}}};
-static_assert(formatMatches(kVsecHeader));
 constexpr Line kExtendedHeader{1, "\n  %03x:  %08x   Extended Length = 0x%04x  Extended Next Cap Ptr=0x%04x\n",
                                {{31, 16}, {15, 0}}};
 static_assert(formatMatches(kExtendedHeader));
@@ -172,8 +168,6 @@ void printDpVsec(RegisterPrinter& p, uint32_t port) {
   p.plainRange(dw, kVsecLength.of(header));
 }
 
-constexpr Line kOtherCapability{0, "\n  %03x:  %08x   Cap ID = 0x%02x   Next Cap Ptr=0x%02x\n", {{15, 8}, {7, 0}}};
-static_assert(formatMatches(kOtherCapability));
 
 }  // namespace
 }  // namespace reports

@@ -111,6 +111,15 @@ constexpr bool formatsMatch(const Line (&lines)[N]) {
   return true;
 }
 
+/// A capability without a decoder of its own, in any space.
+inline constexpr Line kOtherCapability{0, "\n  %03x:  %08x   Cap ID = 0x%02x   Next Cap Ptr=0x%02x\n", {{15, 8}, {7, 0}}};
+static_assert(formatMatches(kOtherCapability));
+/// The header of the vendor-specific capabilities without a name of their own.
+inline constexpr Line kVsecHeader{
+    0, "\n  %03x:  %08x   VSEC length=0x%02x   VSEC ID=0x%02x   Cap ID=0x%02x   Next Cap Ptr=0x%02x\n",
+    {{31, 24}, {23, 16}, {15, 8}, {7, 0}}};
+static_assert(formatMatches(kVsecHeader));
+
 /// Renders one line: format filled with the printed index, the raw value and
 /// the fields taken from raw (argument for an argument field).
 void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint32_t raw, uint32_t argument = 0);
