@@ -1,9 +1,8 @@
 #include "platform/plist.h"
 
 #include <charconv>
-#include <cstdio>
-#include <memory>
 
+#include "platform/file_reader.h"
 #include "platform/text.h"
 
 namespace tbt {
@@ -403,10 +402,6 @@ class Parser {
   std::string error_;
 };
 
-struct FileCloser {
-  void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
 }  // namespace
 
 std::optional<PropertyDict> parsePropertyList(std::string_view xml, std::string* error) {
@@ -421,17 +416,9 @@ std::optional<PropertyDict> readPropertyListFile(const std::string& path, std::s
     if (error) *error = textf("%s: %s", path.c_str(), reason.c_str());
     return std::nullopt;
   };
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-  if (!file) return failWith("cannot be opened");
   std::string content;
-  char chunk[8192];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, file.get())) > 0) {
-    content.append(chunk, n);
-    if (content.size() > kMaxFileSize) return failWith("file too large");
-  }
-  if (std::ferror(file.get())) return failWith("read error");
-  std::string reason;
+  std::string reason = readRegularFile(path, kMaxFileSize, content);
+  if (!reason.empty()) return failWith(reason);
   auto dict = parsePropertyList(content, &reason);
   if (!dict) return failWith(reason);
   return dict;

@@ -75,6 +75,10 @@ class JsonReader {
   /// One registry property value (null is not allowed here).
   bool property(const nlohmann::json& v, const std::string& path, Property& out);
 
+  /// How many router objects are being read one inside another (a far
+  /// router is read inside the router whose bridge reaches it).
+  unsigned routerNesting = 0;
+
  private:
   template <typename T>
   static constexpr uint64_t limit() {
