@@ -151,6 +151,20 @@ bool isValidDate(std::string_view d) {
          field(17) <= 60;
 }
 
+// A value quoted in an error: control characters escaped so that the reason
+// stays one line, and a long value cut short.
+std::string shown(std::string_view value) {
+  constexpr size_t kMaxShown = 40;
+  std::string out;
+  for (char c : value.substr(0, kMaxShown)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) appendf(out, "\\x%02x", byte);
+    else out += c;
+  }
+  if (value.size() > kMaxShown) out += "...";
+  return out;
+}
+
 struct Tag {
   std::string_view name;
   bool closing = false;
@@ -341,11 +355,11 @@ class Parser {
       out = Property::string(std::move(s));
     } else if (open.name == "integer") {
       auto v = parseInteger(s);
-      if (!v) return fail(textf("malformed integer '%s'", s.c_str()));
+      if (!v) return fail(textf("malformed integer '%s'", shown(s).c_str()));
       out = Property::number(*v);
     } else if (open.name == "real") {
       auto v = parseReal(s);
-      if (!v) return fail(textf("malformed real '%s'", s.c_str()));
+      if (!v) return fail(textf("malformed real '%s'", shown(s).c_str()));
       out = Property::real(*v);
     } else if (open.name == "true" || open.name == "false") {
       if (!trim(s).empty()) return fail("a boolean has no content");
@@ -355,7 +369,7 @@ class Parser {
       if (!bytes) return fail("malformed base64 data");
       out = Property::data(std::move(*bytes));
     } else if (open.name == "date") {
-      if (!isValidDate(s)) return fail(textf("malformed date '%s'", s.c_str()));
+      if (!isValidDate(s)) return fail(textf("malformed date '%s'", shown(s).c_str()));
       out = Property::date(std::move(s));
     } else {
       return fail(textf("unknown element <%.*s>", int(open.name.size()), open.name.data()));
@@ -372,10 +386,10 @@ class Parser {
       if (tag.closing || tag.name != "key") return fail("expected <key> in a dictionary");
       std::string key;
       if (!content(tag, key)) return false;
-      if (d.find(key)) return fail(textf("duplicate key '%s'", key.c_str()));
+      if (d.find(key)) return fail(textf("duplicate key '%s'", shown(key).c_str()));
       Property v;
       if (!skipMisc() || !readTag(tag)) return false;
-      if (tag.closing) return fail(textf("key '%s' has no value", key.c_str()));
+      if (tag.closing) return fail(textf("key '%s' has no value", shown(key).c_str()));
       if (!value(tag, v, depth + 1)) return false;
       d.set(std::move(key), std::move(v));
     }

@@ -102,7 +102,7 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
   }
 
   bool fail(const std::string& path, const std::string& reason) {
-    error_ = (path.empty() ? std::string("host file") : path) + ": " + reason;
+    error_ = errorLine(path, reason);
     return false;
   }
 

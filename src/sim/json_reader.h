@@ -22,6 +22,9 @@ namespace tbt::sim {
 std::string keyPath(const std::string& path, std::string_view key);
 /// path + "[i]".
 std::string indexPath(const std::string& path, size_t i);
+/// "<path>: <reason>" (the path "host file" when empty) as one line: control
+/// characters that keys and values carry are written as \xNN.
+std::string errorLine(const std::string& path, const std::string& reason);
 
 class JsonReader {
  public:
