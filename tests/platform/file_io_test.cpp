@@ -31,6 +31,8 @@ class FileTest : public testing::Test {
     std::ofstream(path("big")) << std::string(2000, 'x');
   }
   void TearDown() override { fs::remove_all(dir_); }
+
+ public:
   std::string path(const std::string& name) const { return (dir_ / name).string(); }
   static std::string contents(const std::string& file) {
     std::string text;
@@ -38,6 +40,7 @@ class FileTest : public testing::Test {
     return text;
   }
 
+ protected:
   fs::path dir_;
 };
 
