@@ -155,14 +155,7 @@ bool isValidDate(std::string_view d) {
 // stays one line, and a long value cut short.
 std::string shown(std::string_view value) {
   constexpr size_t kMaxShown = 40;
-  std::string out;
-  for (char c : value.substr(0, kMaxShown)) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f) appendf(out, "\\x%02x", byte);
-    else out += c;
-  }
-  if (value.size() > kMaxShown) out += "...";
-  return out;
+  return escapeControls(value.substr(0, kMaxShown)) + (value.size() > kMaxShown ? "..." : "");
 }
 
 struct Tag {

@@ -32,13 +32,7 @@ std::string keyPath(const std::string& path, std::string_view key) {
 std::string indexPath(const std::string& path, size_t i) { return textf("%s[%zu]", path.c_str(), i); }
 
 std::string errorLine(const std::string& path, const std::string& reason) {
-  std::string line;
-  for (char c : (path.empty() ? std::string("host file") : path) + ": " + reason) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f) appendf(line, "\\x%02x", byte);
-    else line += c;
-  }
-  return line;
+  return escapeControls((path.empty() ? std::string("host file") : path) + ": " + reason);
 }
 
 bool JsonReader::fail(const std::string& path, const std::string& reason) {
