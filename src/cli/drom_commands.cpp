@@ -75,6 +75,8 @@ std::string parsePortMapArgument(std::string_view text, std::vector<PortMapPair>
     PortMapPair pair;
     std::string error = parsePortMapPair(item, pair);
     if (!error.empty()) return error;
+    for (const PortMapPair& earlier : result)
+      if (earlier.port == pair.port) return textf("port %u is given twice", pair.port);
     result.push_back(pair);
     if (comma == std::string_view::npos) break;
     start = comma + 1;
@@ -175,9 +177,12 @@ int runBuild(CommandContext& context) {
     context.out() << hexDumpText(image, size, kDefaultWidth);
     return kExitSuccess;
   }
+  // "-" writes the image itself to standard output, with nothing around it.
+  const bool toStandardOutput = *path == "-";
+  if (toStandardOutput) context.out().flush();
   std::string error = writeFileAtomically(*path, std::span<const uint8_t>(image, size));
   if (!error.empty()) return context.failure(error);
-  context.out() << textf("wrote %u bytes to %s\n", size, path->c_str());
+  if (!toStandardOutput) context.out() << textf("wrote %u bytes to %s\n", size, path->c_str());
   return kExitSuccess;
 }
 
@@ -222,7 +227,7 @@ const OptionSpec kBuildOptions[] = {
     {.name = "output",
      .shortName = 'o',
      .valueName = "FILE",
-     .help = "write the image to FILE (default: print its hex dump)"},
+     .help = "write the image to FILE, - for standard output (default: print its hex dump)"},
 };
 
 const OptionSpec kDumpOptions[] = {

@@ -1,12 +1,6 @@
 #include "cli/tbkit_main.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <optional>
@@ -15,8 +9,10 @@
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
+#include "cli/log_echo.h"
 #include "cli/report_commands.h"
 #include "cli/topology_commands.h"
+#include "platform/file_reader.h"
 #include "platform/text.h"
 
 namespace tbt::cli {
@@ -107,11 +103,11 @@ const Command* findCommand(const CommandFamily& family, std::string_view name) {
   return nullptr;
 }
 
-// Takes --host out of args, loads the host it names and installs it for the
-// command's run; the previous platform comes back when the guard ends.
+// Takes --host out of args and loads the host it names; installs it for
+// the command's run, and the previous platform comes back when the guard ends.
 class HostGuard {
  public:
-  std::string install(std::vector<std::string>& args) {
+  std::string load(std::vector<std::string>& args) {
     std::vector<char*> raw{const_cast<char*>(kProgram)};
     for (std::string& arg : args) raw.push_back(arg.data());
     std::string error;
@@ -119,9 +115,15 @@ class HostGuard {
     if (!chosen) return error;
     args.assign(raw.begin() + 1, raw.end());
     sim_ = chosen->sim;
-    previous_ = installPlatform(std::move(chosen->platform));
-    installed_ = true;
+    loaded_ = std::move(chosen->platform);
     return std::string();
+  }
+  /// Installs the loaded host; with echoLog its log lines also go to err.
+  void install(bool echoLog, std::ostream& err) {
+    std::unique_ptr<Platform> platform = std::move(loaded_);
+    if (echoLog) platform = echoingLog(std::move(platform), err);
+    previous_ = installPlatform(std::move(platform));
+    installed_ = true;
   }
   ~HostGuard() {
     if (installed_) installPlatform(std::move(previous_));
@@ -130,6 +132,7 @@ class HostGuard {
   const sim::SimHost* sim() const { return sim_; }
 
  private:
+  std::unique_ptr<Platform> loaded_;
   std::unique_ptr<Platform> previous_;
   const sim::SimHost* sim_ = nullptr;
   bool installed_ = false;
@@ -144,7 +147,7 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   }
   HostGuard host;
   if (command.needsHost) {
-    std::string error = host.install(args);
+    std::string error = host.load(args);
     if (!error.empty()) {
       err << name << ": " << error << "\n";
       return kHostChoiceFailed;
@@ -159,6 +162,7 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (operands < command.minOperands) return context.usageError(textf("missing %s", command.operands));
   if (operands > command.maxOperands)
     return context.usageError(textf("unexpected operand '%s'", parsed.operands()[command.maxOperands].c_str()));
+  if (command.needsHost) host.install(context.verbose(), err);
   const int status = command.run(context);
   if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
   return status;
@@ -254,45 +258,10 @@ std::string hexText(std::span<const uint8_t> bytes) {
 }
 
 std::string readFileBytes(const std::string& path, size_t maxSize, std::vector<uint8_t>& bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return textf("cannot read %s: %s", path.c_str(), std::strerror(errno));
-  std::vector<uint8_t> data;
-  uint8_t chunk[4096];
-  size_t got = 0;
-  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0 && data.size() <= maxSize)
-    data.insert(data.end(), chunk, chunk + got);
-  const bool failed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (failed) return textf("cannot read %s", path.c_str());
-  if (data.size() > maxSize) return textf("%s is larger than %zu bytes", path.c_str(), maxSize);
-  bytes = std::move(data);
-  return std::string();
-}
-
-std::string writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes) {
-  std::string temporary = path + ".tmp-XXXXXX";
-  int fd = ::mkstemp(temporary.data());
-  if (fd < 0) return textf("cannot write %s: %s", path.c_str(), std::strerror(errno));
-  // mkstemp creates the file for its owner only; give it the usual mode.
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  ::fchmod(fd, 0666 & ~mask);
-  size_t written = 0;
-  while (written < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    written += static_cast<size_t>(n);
-  }
-  int reason = errno;
-  const bool complete = written == bytes.size() && ::fsync(fd) == 0;
-  if (!complete) reason = errno;
-  ::close(fd);
-  if (!complete || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    if (complete) reason = errno;
-    ::unlink(temporary.c_str());
-    return textf("cannot write %s: %s", path.c_str(), std::strerror(reason));
-  }
+  std::string data;
+  std::string reason = readRegularFile(path, maxSize, data);
+  if (!reason.empty()) return textf("cannot read %s: %s", path.c_str(), reason.c_str());
+  bytes.assign(data.begin(), data.end());
   return std::string();
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli/args.h"
+#include "platform/file_writer.h"
 
 namespace tbt::cli {
 
@@ -107,11 +108,15 @@ int tbkitMain(int argc, char** argv);
 /// The bytes as two hex digits each, separated by blanks: "5a 17".
 std::string hexText(std::span<const uint8_t> bytes);
 
-/// Reads a whole file into bytes (at most maxSize). Returns "" or a one-line error.
+/// Reads a whole regular file into bytes (at most maxSize). Returns "" or a
+/// one-line error with the reason ("cannot read FILE: Is a directory").
 std::string readFileBytes(const std::string& path, size_t maxSize, std::vector<uint8_t>& bytes);
 
-/// Writes bytes to path through a temporary file in the same folder that is
-/// renamed over path, so path never holds half a file. Returns "" or a one-line error.
-std::string writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes);
+/// Writes an output file as every command does (see writeFileSafely: "-" is
+/// standard output, a device is written in place, a regular file replaced
+/// whole). Returns "" or a one-line error.
+inline std::string writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes) {
+  return writeFileSafely(path, bytes);
+}
 
 }  // namespace tbt::cli

@@ -260,6 +260,10 @@ bool chooseIecsTarget(CommandContext& context, IecsTarget& target) {
       !context.number("device", UINT32_MAX, device) || !context.number("offset", 0xFF, offset) ||
       !context.number("length", kMaxIecsLength, target.length))
     return false;
+  // The toolkit's IECS transfers report success, with nothing moved, for a
+  // router ID that no controller has: make sure there is one.
+  if (!ThunderboltUserClientManager::sharedInstance().userClientForRouterID(routerID))
+    return context.checkOption(kRouterIDOption.name, textf("no controller has router ID %u", routerID));
   target.handle.setRoute(route);
   target.handle.setRouterID(routerID);
   target.bus = static_cast<uint32_t>(bus);

@@ -1,9 +1,8 @@
 #include "platform/plist.h"
 
 #include <charconv>
-#include <cstdio>
-#include <memory>
 
+#include "platform/file_reader.h"
 #include "platform/text.h"
 
 namespace tbt {
@@ -150,6 +149,13 @@ bool isValidDate(std::string_view d) {
   int month = field(5), day = field(8);
   return month >= 1 && month <= 12 && day >= 1 && day <= 31 && field(11) <= 23 && field(14) <= 59 &&
          field(17) <= 60;
+}
+
+// A value quoted in an error: control characters escaped so that the reason
+// stays one line, and a long value cut short.
+std::string shown(std::string_view value) {
+  constexpr size_t kMaxShown = 40;
+  return escapeControls(value.substr(0, kMaxShown)) + (value.size() > kMaxShown ? "..." : "");
 }
 
 struct Tag {
@@ -342,11 +348,11 @@ class Parser {
       out = Property::string(std::move(s));
     } else if (open.name == "integer") {
       auto v = parseInteger(s);
-      if (!v) return fail(textf("malformed integer '%s'", s.c_str()));
+      if (!v) return fail(textf("malformed integer '%s'", shown(s).c_str()));
       out = Property::number(*v);
     } else if (open.name == "real") {
       auto v = parseReal(s);
-      if (!v) return fail(textf("malformed real '%s'", s.c_str()));
+      if (!v) return fail(textf("malformed real '%s'", shown(s).c_str()));
       out = Property::real(*v);
     } else if (open.name == "true" || open.name == "false") {
       if (!trim(s).empty()) return fail("a boolean has no content");
@@ -356,7 +362,7 @@ class Parser {
       if (!bytes) return fail("malformed base64 data");
       out = Property::data(std::move(*bytes));
     } else if (open.name == "date") {
-      if (!isValidDate(s)) return fail(textf("malformed date '%s'", s.c_str()));
+      if (!isValidDate(s)) return fail(textf("malformed date '%s'", shown(s).c_str()));
       out = Property::date(std::move(s));
     } else {
       return fail(textf("unknown element <%.*s>", int(open.name.size()), open.name.data()));
@@ -373,10 +379,10 @@ class Parser {
       if (tag.closing || tag.name != "key") return fail("expected <key> in a dictionary");
       std::string key;
       if (!content(tag, key)) return false;
-      if (d.find(key)) return fail(textf("duplicate key '%s'", key.c_str()));
+      if (d.find(key)) return fail(textf("duplicate key '%s'", shown(key).c_str()));
       Property v;
       if (!skipMisc() || !readTag(tag)) return false;
-      if (tag.closing) return fail(textf("key '%s' has no value", key.c_str()));
+      if (tag.closing) return fail(textf("key '%s' has no value", shown(key).c_str()));
       if (!value(tag, v, depth + 1)) return false;
       d.set(std::move(key), std::move(v));
     }
@@ -403,10 +409,6 @@ class Parser {
   std::string error_;
 };
 
-struct FileCloser {
-  void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
 }  // namespace
 
 std::optional<PropertyDict> parsePropertyList(std::string_view xml, std::string* error) {
@@ -421,17 +423,9 @@ std::optional<PropertyDict> readPropertyListFile(const std::string& path, std::s
     if (error) *error = textf("%s: %s", path.c_str(), reason.c_str());
     return std::nullopt;
   };
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-  if (!file) return failWith("cannot be opened");
   std::string content;
-  char chunk[8192];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, file.get())) > 0) {
-    content.append(chunk, n);
-    if (content.size() > kMaxFileSize) return failWith("file too large");
-  }
-  if (std::ferror(file.get())) return failWith("read error");
-  std::string reason;
+  std::string reason = readRegularFile(path, kMaxFileSize, content);
+  if (!reason.empty()) return failWith(reason);
   auto dict = parsePropertyList(content, &reason);
   if (!dict) return failWith(reason);
   return dict;

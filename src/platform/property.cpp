@@ -3,29 +3,25 @@
 namespace tbt {
 
 const Property* PropertyDict::find(std::string_view key) const {
-  for (const auto& [k, v] : items_)
-    if (k == key) return &v;
-  return nullptr;
+  auto it = index_.find(key);
+  return it == index_.end() ? nullptr : &items_[it->second].second;
 }
 
 void PropertyDict::set(std::string key, Property value) {
-  for (auto& [k, v] : items_) {
-    if (k == key) {
-      v = std::move(value);
-      return;
-    }
-  }
-  items_.emplace_back(std::move(key), std::move(value));
+  auto [it, added] = index_.try_emplace(key, items_.size());
+  if (added) items_.emplace_back(std::move(key), std::move(value));
+  else items_[it->second].second = std::move(value);
 }
 
 bool PropertyDict::erase(std::string_view key) {
-  for (auto it = items_.begin(); it != items_.end(); ++it) {
-    if (it->first == key) {
-      items_.erase(it);
-      return true;
-    }
-  }
-  return false;
+  auto it = index_.find(key);
+  if (it == index_.end()) return false;
+  const size_t at = it->second;
+  index_.erase(it);
+  items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(at));
+  for (auto& [k, position] : index_)
+    if (position > at) --position;
+  return true;
 }
 
 bool PropertyDict::operator==(const PropertyDict& other) const { return items_ == other.items_; }

@@ -1,6 +1,7 @@
 #pragma once
 // Typed property values as the host registry and property-list files hold them.
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,8 @@ namespace tbt {
 class Property;
 
 /// An ordered dictionary of properties (keys unique, insertion order kept).
+/// Lookups go through an index of the keys, so filling a dictionary with n
+/// keys takes n log n, however large the file that describes it.
 class PropertyDict {
  public:
   /// The value under key, or null.
@@ -27,6 +30,7 @@ class PropertyDict {
 
  private:
   std::vector<std::pair<std::string, Property>> items_;
+  std::map<std::string, size_t, std::less<>> index_;  // key -> position in items_
 };
 
 /// One property value. Numbers keep all 64 bits; a reader decides the width.

@@ -33,4 +33,14 @@ void appendf(std::string& out, const char* format, ...) {
   va_end(args);
 }
 
+std::string escapeControls(std::string_view text) {
+  std::string out;
+  for (char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) appendf(out, "\\x%02x", byte);
+    else out += c;
+  }
+  return out;
+}
+
 }  // namespace tbt

@@ -2,6 +2,7 @@
 // The one way texts are built: printf-style with compiler format checking.
 #include <cstdarg>
 #include <string>
+#include <string_view>
 
 namespace tbt {
 
@@ -13,5 +14,9 @@ std::string vtextf(const char* format, va_list args) __attribute__((format(print
 
 /// Appends formatted text to out.
 void appendf(std::string& out, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+/// text with every control character written as \xNN, so that a value read
+/// from outside keeps a message on one line.
+std::string escapeControls(std::string_view text);
 
 }  // namespace tbt

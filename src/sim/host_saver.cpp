@@ -2,15 +2,10 @@
 // with the variable store, EEPROM, NVM and LC memory contents replaced by
 // what they hold now. Configuration registers are written as loaded (they do
 // not survive a power cycle of the hardware either).
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include <nlohmann/json.hpp>
 
 #include "host_loader.h"
+#include "platform/file_writer.h"
 #include "platform/text.h"
 #include "sim/sim_platform.h"
 
@@ -57,27 +52,6 @@ void saveRouter(const Router& r, json& out) {
   }
 }
 
-bool writeAtomically(const std::string& path, const std::string& text, std::string* error) {
-  std::string temp = textf("%s.tmp.%d", path.c_str(), static_cast<int>(getpid()));
-  FILE* f = std::fopen(temp.c_str(), "wb");
-  bool ok = f && std::fwrite(text.data(), 1, text.size(), f) == text.size() && std::fflush(f) == 0 &&
-            fsync(fileno(f)) == 0;
-  int savedErrno = errno;
-  if (f && std::fclose(f) != 0 && ok) {
-    ok = false;
-    savedErrno = errno;
-  }
-  if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
-    ok = false;
-    savedErrno = errno;
-  }
-  if (!ok) {
-    std::remove(temp.c_str());
-    if (error) *error = textf("%s: cannot write the host file: %s", path.c_str(), std::strerror(savedErrno));
-  }
-  return ok;
-}
-
 }  // namespace
 
 std::string hostJson(const SimHost& host) {
@@ -104,9 +78,11 @@ std::string hostJson(const SimHost& host) {
 
 bool saveHostFile(const SimHost& host, const std::string& path, std::string* error) {
   try {
-    return writeAtomically(path, hostJson(host), error);
+    std::string failed = writeFileSafely(path, hostJson(host));
+    if (!failed.empty() && error) *error = failed;
+    return failed.empty();
   } catch (const std::exception& e) {
-    if (error) *error = path + ": cannot write the host file: " + e.what();
+    if (error) *error = textf("cannot write %s: %s", path.c_str(), e.what());
     return false;
   }
 }

@@ -31,8 +31,12 @@ std::string keyPath(const std::string& path, std::string_view key) {
 
 std::string indexPath(const std::string& path, size_t i) { return textf("%s[%zu]", path.c_str(), i); }
 
+std::string errorLine(const std::string& path, const std::string& reason) {
+  return escapeControls((path.empty() ? std::string("host file") : path) + ": " + reason);
+}
+
 bool JsonReader::fail(const std::string& path, const std::string& reason) {
-  if (error_.empty()) error_ = (path.empty() ? std::string("host file") : path) + ": " + reason;
+  if (error_.empty()) error_ = errorLine(path, reason);
   return false;
 }
 

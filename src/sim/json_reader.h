@@ -22,6 +22,9 @@ namespace tbt::sim {
 std::string keyPath(const std::string& path, std::string_view key);
 /// path + "[i]".
 std::string indexPath(const std::string& path, size_t i);
+/// "<path>: <reason>" (the path "host file" when empty) as one line: control
+/// characters that keys and values carry are written as \xNN.
+std::string errorLine(const std::string& path, const std::string& reason);
 
 class JsonReader {
  public:
@@ -74,6 +77,10 @@ class JsonReader {
                   std::vector<std::string>& removed);
   /// One registry property value (null is not allowed here).
   bool property(const nlohmann::json& v, const std::string& path, Property& out);
+
+  /// How many router objects are being read one inside another (a far
+  /// router is read inside the router whose bridge reaches it).
+  unsigned routerNesting = 0;
 
  private:
   template <typename T>

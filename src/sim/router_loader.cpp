@@ -13,6 +13,9 @@ using nlohmann::json;
 constexpr uint64_t kDefaultEepromSize = 2048;
 constexpr uint64_t kMaxEepromSize = 0x10000;  // the EEPROM takes 16-bit addresses
 constexpr uint64_t kDefaultNvmSize = 0x100000;
+// Each bridge reaches a router at least one link further down, and a route
+// string crosses at most seven links below the host router.
+constexpr unsigned kMaxBridgeChain = 7;
 
 bool readRegistry(JsonReader& in, const json& v, const std::string& path, RegistryOverrides& out) {
   return in.properties(v, path, out.set, out.removed);
@@ -54,6 +57,7 @@ bool readPorts(JsonReader& in, const json& v, const std::string& path, Router& r
     std::string at = keyPath(path, k);
     uint32_t number = 0;
     if (!in.key(k, at, number, kMaxAdapter)) return false;
+    if (number == 0) return in.fail(at, "adapter 0 is the router itself, not one of its adapters");
     if (r.hasPort(number)) return in.fail(at, textf("adapter %u given twice", number));
     if (!readPort(in, port, at, number, r)) return false;
   }
@@ -141,7 +145,14 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
                 r->setUnlistedStatus(static_cast<Status>(st));
                 return true;
               }) &&
-      section("bridges", [&](const json& s, const std::string& p) { return readBridges(in, s, p, host, *r); });
+      section("bridges", [&](const json& s, const std::string& p) {
+        if (in.routerNesting >= kMaxBridgeChain)
+          return in.fail(p, textf("bridges chained more than %u deep", kMaxBridgeChain));
+        ++in.routerNesting;
+        const bool read = readBridges(in, s, p, host, *r);
+        --in.routerNesting;
+        return read;
+      });
   return ok ? std::move(r) : nullptr;
 }
 

@@ -1,16 +1,21 @@
 #include "sim/sim_platform.h"
 
-#include <fstream>
-#include <sstream>
-
 #include <nlohmann/json.hpp>
 
 #include "host_loader.h"
+#include "platform/file_reader.h"
 #include "platform/plist.h"
+#include "sim/json_document.h"
 #include "sim/sim_parts.h"
 #include "sim/sim_registry.h"
 
 namespace tbt::sim {
+
+namespace {
+// A host file describes a few routers with their memories; even a full 1 MB
+// NVM image written out in hex stays far below this.
+constexpr size_t kMaxHostFileSize = 16u << 20;
+}  // namespace
 
 SimPlatform::SimPlatform(std::unique_ptr<SimHost> host)
     : host_(std::move(host)),
@@ -32,14 +37,7 @@ std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error)
   std::string message;
   try {
     nlohmann::json doc;
-    try {
-      doc = nlohmann::json::parse(json.begin(), json.end());
-    } catch (const nlohmann::json::parse_error& e) {
-      // The library's text starts with its own "[json.exception...] " tag.
-      std::string what = e.what();
-      auto tag = what.find("] ");
-      message = "not valid JSON: " + (tag == std::string::npos ? what : what.substr(tag + 2));
-    }
+    message = parseJsonDocument(json, doc);
     if (message.empty()) {
       JsonReader in;
       auto machine = loadMachine(doc, in);
@@ -57,15 +55,13 @@ std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error)
 }
 
 std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* error) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  if (!file || file.bad()) {
-    if (error) *error = path + ": cannot read the file";
+  std::string text;
+  std::string why = readRegularFile(path, kMaxHostFileSize, text);
+  if (!why.empty()) {
+    if (error) *error = path + ": cannot read the file: " + why;
     return nullptr;
   }
-  std::string why;
-  auto platform = loadHost(text.str(), &why);
+  auto platform = loadHost(text, &why);
   if (!platform && error) *error = path + ": " + why;
   return platform;
 }

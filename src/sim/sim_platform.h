@@ -48,7 +48,8 @@ class SimPlatform : public tbt::Platform {
 /// e.g. "controllers[0].routers[2].route: no router at route 0x3 to hang from".
 std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error);
 
-/// Loads a host file; errors are prefixed with the file name ("FILE: ...").
+/// Loads a host file (a regular file of at most 16 MB); errors are prefixed
+/// with the file name ("FILE: ...", "FILE: cannot read the file: REASON").
 std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* error);
 
 /// The embedded default host's JSON text.
@@ -58,8 +59,8 @@ std::string_view defaultHostJson();
 std::unique_ptr<SimPlatform> loadDefaultHost(std::string* error);
 
 /// Writes the host's present state as a host file (variable store, EEPROM,
-/// NVM and LC memory contents), through a temporary
-/// file renamed over path. False with a one-line *error on failure.
+/// NVM and LC memory contents) with writeFileSafely: path is replaced whole,
+/// keeping its owner and mode. False with a one-line *error on failure.
 bool saveHostFile(const SimHost& host, const std::string& path, std::string* error);
 
 /// The host's present state as host-file JSON text (what saveHostFile writes).

@@ -3,6 +3,8 @@
 // codes, output and one-line errors.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -68,7 +70,9 @@ TEST_F(DromCommands, BuildWritesAtomicallyAndParsesBack) {
 TEST_F(DromCommands, HelpAndBadInput) {
   const std::string missing = path("missing.bin");
   const std::string corrupt = path("corrupt.bin");
+  const std::string fifo = path("fifo");
   std::ofstream(corrupt, std::ios::binary) << std::string(30, '\x01');
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   auto build = [](std::vector<std::string> extra) {
     extra.insert(extra.begin(),
                  {"drom", "build", "--port-map", "lane1-pcieup1", "--vendor-id", "1", "--model-id", "2"});
@@ -90,6 +94,10 @@ TEST_F(DromCommands, HelpAndBadInput) {
        "tbkit drom parse: --port-map: 'nonesuch' is neither a port map (lane6-pcie4-dp3, lane5-pcie4-dp3, "
        "lane1-pcieup1) nor a port:type list (see --help)\n"},
       {{"drom", "parse", missing}, 1, "", "tbkit drom parse: cannot read " + missing + ": No such file or directory\n"},
+      {{"drom", "parse", dir_.string()}, 1, "", "tbkit drom parse: cannot read " + dir_.string() + ": Is a directory\n"},
+      {{"drom", "parse", fifo}, 1, "", "tbkit drom parse: cannot read " + fifo + ": not a regular file\n"},
+      {{"drom", "parse", corrupt, "--port-map", "1:0,2:0,1:0"}, 2, "",
+       "tbkit drom parse: --port-map: port 1 is given twice (see --help)\n"},
       {{"drom", "parse", corrupt}, 1, "",
        "tbkit drom parse: " + corrupt + ": parse failed: 0xe0000001 (checksum mismatch)\n"},
       {{"drom", "dump", corrupt, "--width"}, 2, "", "tbkit drom dump: --width needs a value (N) (see --help)\n"},
@@ -126,9 +134,23 @@ TEST(TopologyCommands, ExitCodesOutputAndErrors) {
           {{"iecs", "write", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--data", "0102",
             "--length", "3"},
            2, "", "tbkit iecs write: --length 3 does not match the 2 bytes of --data (see --help)\n"},
+          {{"iecs", "read", "--route", "1", "--rid", "5", "--bus", "0", "--device", "1", "--offset", "0", "--length",
+            "2"},
+           2, "", "tbkit iecs read: --rid: no controller has router ID 5 (see --help)\n"},
           {{"paths", "--help"}, 0, "usage: tbkit paths [options]\n", ""},
       },
       {kHost});
+}
+
+TEST(TopologyCommands, VerboseShowsTheLogLines) {
+  const std::vector<std::string> args = {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index",
+                                         "0x40", kHost};
+  EXPECT_EQ(tbkit(args).err, "");
+  std::vector<std::string> verbose = args;
+  verbose.push_back("-v");
+  const Outcome run = tbkit(verbose);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(run.err.starts_with("RemoteRouterHandle - initializeIECS - portMicroMode = ")) << run.err;
 }
 
 TEST(TopologyCommands, PathsPrintsTheReport) {

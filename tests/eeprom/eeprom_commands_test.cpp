@@ -1,5 +1,6 @@
 // tbkit eeprom and nvm: the commands end to end on a simulated host file.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -21,7 +22,10 @@ struct CommandCase {
 
 class EepromCommands : public ::testing::TestWithParam<CommandCase> {
  protected:
-  static std::string hostFile() { return testing::TempDir() + "tbkit-eeprom-commands.json"; }
+  // One file per test process: ctest runs the cases as parallel processes.
+  static std::string hostFile() {
+    return testing::TempDir() + "tbkit-eeprom-commands-" + std::to_string(::getpid()) + ".json";
+  }
   static void SetUpTestSuite() {
     std::ofstream(hostFile()) << test::SwitchHostBuilder()
                                      .identity(0x15678086)

@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/text.h"
 #include "sim/eeprom_pins_model.h"
 #include "sim/sim_platform.h"
 
@@ -131,7 +132,13 @@ TEST_P(FaultPattern, SkipThenFailTimes) {
 INSTANTIATE_TEST_SUITE_P(Table, FaultPattern,
                          testing::Values(FaultCase{0, 1, "F...."}, FaultCase{2, 1, "..F.."},
                                          FaultCase{1, -1, ".FFFF"}, FaultCase{0, 2, "FF..."},
-                                         FaultCase{3, 0, "....."}));
+                                         FaultCase{3, 0, "....."}),
+                         [](const auto& info) {
+                           // "Skip2Times1", "Skip1TimesEvery"
+                           const FaultCase& c = info.param;
+                           return textf("Skip%lluTimes%s", static_cast<unsigned long long>(c.skip),
+                                        c.times < 0 ? "Every" : std::to_string(c.times).c_str());
+                         });
 
 TEST(HardwareFaults, FromTheHostFile) {
   std::string error;

@@ -2,16 +2,21 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 
+#include "platform/text.h"
 #include "sim/sim_platform.h"
 
 namespace tbt::sim {
 namespace {
 
 struct BadHost {
+  const char* name;
   const char* json;
   const char* error;
 };
@@ -21,54 +26,62 @@ struct BadHost {
 #define ROUTERS(...) R"({"controllers": [{"routers": [)" __VA_ARGS__ "]}]}"
 
 const BadHost kBadHosts[] = {
-    {"[]", "host file: expected an object"},
-    {R"({"bogus": 1})", "bogus: unknown key"},
-    {R"({"lid-closed": 1})", "lid-closed: expected true or false"},
-    {R"({"rom": {"versoin": "x"}})", "rom.versoin: unknown key"},
-    {R"({"batteries": [{"external-connected": "yes"}]})", "batteries[0].external-connected: expected true or false"},
-    {R"({"nvram": {"a": 1}})", "nvram.a: expected a string"},
-    {R"({"access-latency-us": "12"})", R"(access-latency-us: expected a number (a JSON integer or a "0x..." string))"},
-    {R"({"access-latency-us": -1})", "access-latency-us: expected a number that is not negative"},
-    {R"({"controllers": [{"interface-version": 3}]})", "controllers[0].interface-version: must be 1 or 2"},
-    {ROUTERS(R"({"ports": {}})"), "controllers[0].routers[0].route: required key is missing"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": "0x1"}, {"route": "0x503"})"),
+    {"NotAnObject", "[]", "host file: expected an object"},
+    {"UnknownKey", R"({"bogus": 1})", "bogus: unknown key"},
+    {"BooleanExpected", R"({"lid-closed": 1})", "lid-closed: expected true or false"},
+    {"UnknownRomKey", R"({"rom": {"versoin": "x"}})", "rom.versoin: unknown key"},
+    {"BatteryFlag", R"({"batteries": [{"external-connected": "yes"}]})", "batteries[0].external-connected: expected true or false"},
+    {"NvramValue", R"({"nvram": {"a": 1}})", "nvram.a: expected a string"},
+    {"LatencyText", R"({"access-latency-us": "12"})", R"(access-latency-us: expected a number (a JSON integer or a "0x..." string))"},
+    {"LatencyNegative", R"({"access-latency-us": -1})", "access-latency-us: expected a number that is not negative"},
+    {"InterfaceVersion", R"({"controllers": [{"interface-version": 3}]})", "controllers[0].interface-version: must be 1 or 2"},
+    {"RouteMissing", ROUTERS(R"({"ports": {}})"), "controllers[0].routers[0].route: required key is missing"},
+    {"NoParentRouter", ROUTERS(HOST_ROUTER ", " R"({"route": "0x1"}, {"route": "0x503"})"),
      "controllers[0].routers[2].route: no router at route 0x3 to hang from"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": "0x2"})"),
+    {"NoParentAdapter", ROUTERS(HOST_ROUTER ", " R"({"route": "0x2"})"),
      "controllers[0].routers[1].route: router 0x0 has no adapter 2 to hang from"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": 0})"),
+    {"RouteTwice", ROUTERS(HOST_ROUTER ", " R"({"route": 0})"),
      "controllers[0].routers[1].route: route 0x0 given twice (also controllers[0].routers[0])"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": "0x10001"})"),
+    {"EmptyHop", ROUTERS(HOST_ROUTER ", " R"({"route": "0x10001"})"),
      "controllers[0].routers[1].route: route 0x10001 has an empty hop below its last one"},
-    {ROUTERS(R"({"route": 0, "ports": {"1": {"port-space": {"2": "0x2"}}}}, {"route": 1})"),
+    {"ParentNotLane", ROUTERS(R"({"route": 0, "ports": {"1": {"port-space": {"2": "0x2"}}}}, {"route": 1})"),
      "controllers[0].routers[1].route: parent adapter 1 of router 0x0 is not a lane adapter (adapter type 0x000002)"},
-    {ROUTERS(R"({"route": 0, "ports": {"1": {"xdomain": true}}}, {"route": 1})"),
+    {"ParentLeadsToHost", ROUTERS(R"({"route": 0, "ports": {"1": {"xdomain": true}}}, {"route": 1})"),
      "controllers[0].routers[1].route: parent adapter 1 of router 0x0 leads to another host (\"xdomain\")"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": 1, "device-space": {"1": "0x100000"}})"),
+    {"UpstreamPortZero", ROUTERS(HOST_ROUTER ", " R"({"route": 1, "device-space": {"1": "0x100000"}})"),
      "controllers[0].routers[1].device-space.1: Upstream Port is 0 on a router below the host router"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": 1}, {"route": "0x101"})"),
+    {"HangsFromUpstream", ROUTERS(HOST_ROUTER ", " R"({"route": 1}, {"route": "0x101"})"),
      "controllers[0].routers[2].route: adapter 1 of router 0x1 is that router's upstream adapter"},
-    {ROUTERS(HOST_ROUTER ", " R"({"route": 3, "device-space": {"1": "0x100200"},
+    {"UpstreamNotLane", ROUTERS(HOST_ROUTER ", " R"({"route": 3, "device-space": {"1": "0x100200"},
                                   "ports": {"2": {"port-space": {"2": "0x100101"}}}})"),
      "controllers[0].routers[1].ports.2: upstream adapter 2 of router 0x3 is not a lane adapter (adapter type "
      "0x100101)"},
-    {ROUTERS(R"({"route": 0, "ports": {"64": {}}})"),
+    {"AdapterAbove63", ROUTERS(R"({"route": 0, "ports": {"64": {}}})"),
      "controllers[0].routers[0].ports.64: key 64 is above the largest value 0x3f"},
-    {ROUTERS(R"({"route": 0, "ports": {"1": {"lane": 1}}})"), "controllers[0].routers[0].ports.1.lane: unknown key"},
-    {ROUTERS(R"({"route": 0, "device-space": {"16": 1, "0x10": 2}})"),
+    {"UnknownPortKey", ROUTERS(R"({"route": 0, "ports": {"1": {"lane": 1}}})"), "controllers[0].routers[0].ports.1.lane: unknown key"},
+    {"DwordTwice", ROUTERS(R"({"route": 0, "device-space": {"16": 1, "0x10": 2}})"),
      "controllers[0].routers[0].device-space.16: double word 16 given twice"},
-    {ROUTERS(R"({"route": 0, "registry": {"X": [null]}})"),
+    {"NullInsideValue", ROUTERS(R"({"route": 0, "registry": {"X": [null]}})"),
      "controllers[0].routers[0].registry.X[0]: null is allowed only as a property's whole value (to leave the "
      "property out)"},
-    {ROUTERS(R"({"route": 0, "iecs": {"36": {}}})"),
+    {"IecsKey", ROUTERS(R"({"route": 0, "iecs": {"36": {}}})"),
      R"(controllers[0].routers[0].iecs.36: expected a "bus/device" key, such as "36/0")"},
-    {ROUTERS(R"({"route": 0, "i2c": {"0x50": {"0": "abc"}}})"),
+    {"OddHexDigits", ROUTERS(R"({"route": 0, "i2c": {"0x50": {"0": "abc"}}})"),
      "controllers[0].routers[0].i2c.0x50.0: odd number of hex digits"},
-    {ROUTERS(R"({"route": 0, "eeprom": {"size": 4, "bytes": {"2": "010203"}}})"),
+    {"BytesPastTheEnd", ROUTERS(R"({"route": 0, "eeprom": {"size": 4, "bytes": {"2": "010203"}}})"),
      "controllers[0].routers[0].eeprom.bytes.2: 3 bytes at 0x2 run past the end (size 0x4)"},
-    {R"({"faults": [{"op": "config-reed"}]})", R"(faults[0].op: unknown operation "config-reed")"},
-    {R"({"faults": [{"op": "i2c", "times": -2}]})", "faults[0].times: -2 is below the smallest value -1"},
-    {R"({"faults": [{"op": "i2c", "route": "0x1g"}]})",
+    {"UnknownFault", R"({"faults": [{"op": "config-reed"}]})", R"(faults[0].op: unknown operation "config-reed")"},
+    {"TimesBelowMinusOne", R"({"faults": [{"op": "i2c", "times": -2}]})", "faults[0].times: -2 is below the smallest value -1"},
+    {"BadRouteDigits", R"({"faults": [{"op": "i2c", "route": "0x1g"}]})",
      R"(faults[0].route: expected a number (a JSON integer or a "0x..." string))"},
+    // Adapter 0 is the router itself: taken as an adapter, a router became
+    // its own child and building the registry recursed without end.
+    {"AdapterZero", R"({"controllers":[{"routers":[{"route":0,"ports":{"1":{}}},{"route":1,"ports":{"0":{}}}]}]})",
+     "controllers[0].routers[1].ports.0: adapter 0 is the router itself, not one of its adapters"},
+    {"KeyTwice", R"({"lid-closed": true, "lid-closed": false})", "lid-closed: key given twice in one object"},
+    {"KeyTwiceInARouter", ROUTERS(R"({"route": 0, "ports": {}, "route": 1})"),
+     "controllers[0].routers[0].route: key given twice in one object"},
+    {"ControlCharacterInAKey", "{\"a\\nb\": 1}", "a\\x0ab: unknown key"},
 };
 
 class BadHostTest : public testing::TestWithParam<BadHost> {};
@@ -79,7 +92,60 @@ TEST_P(BadHostTest, IsRefusedWithOneLineNamingTheKey) {
   EXPECT_EQ(error, GetParam().error);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, BadHostTest, testing::ValuesIn(kBadHosts));
+INSTANTIATE_TEST_SUITE_P(Table, BadHostTest, testing::ValuesIn(kBadHosts),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// text nested levels deep: open + (text) + close, levels times over.
+std::string nested(const std::string& open, const std::string& inner, const std::string& close, size_t levels) {
+  std::string text;
+  for (size_t i = 0; i < levels; ++i) text += open;
+  text += inner;
+  for (size_t i = 0; i < levels; ++i) text += close;
+  return text;
+}
+
+std::string bridgeChain(size_t levels) {
+  return ROUTERS(HOST_ROUTER ", " R"({"route": 1, )" +
+                 nested(R"("bridges": {"0": {"form": "direct", "router": {"route": 0, )", R"("ports": {})", "}}}",
+                        levels) +
+                 "}");
+}
+
+// Each of these overflowed the stack (reading, copying or walking the
+// document recursed per level).
+TEST(HostFile, DeepNestingIsRefusedWithOneLine) {
+  struct {
+    std::string json;
+    std::string ends;
+  } cases[] = {
+      {ROUTERS(R"({"route": 0, "registry": {"a": )" + nested("[", "1", "]", 20000) + "}}"),
+       ": nested deeper than 64 levels"},
+      {bridgeChain(10000), ": nested deeper than 64 levels"},
+      {bridgeChain(8), "bridges.0.router.bridges: bridges chained more than 7 deep"},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    EXPECT_EQ(loadHost(c.json, &error), nullptr);
+    EXPECT_TRUE(error.ends_with(c.ends)) << error.substr(0, 200);
+    EXPECT_TRUE(error.starts_with("controllers[0].routers[")) << error.substr(0, 200);
+  }
+  std::string error;
+  EXPECT_NE(loadHost(bridgeChain(7), &error), nullptr) << error;
+}
+
+TEST(HostFile, ManyRegistryPropertiesLoadInLinearTime) {
+  std::string props;
+  for (int i = 0; i < 100000; ++i) props += textf("%s\"P%d\": %d", i ? ", " : "", i, i);
+  const std::string json = ROUTERS(R"({"route": 0, "registry": {)" + props + "}}");
+  const auto start = std::chrono::steady_clock::now();
+  std::string error;
+  auto p = loadHost(json, &error);
+  const auto took = std::chrono::steady_clock::now() - start;
+  ASSERT_NE(p, nullptr) << error;
+  EXPECT_EQ(p->sim().router(0, 0)->registry().set.size(), 100000u);
+  // A search per key took most of a minute.
+  EXPECT_LT(took, std::chrono::seconds(5));
+}
 
 TEST(HostFile, MalformedJsonIsOneLine) {
   std::string error;
@@ -88,15 +154,27 @@ TEST(HostFile, MalformedJsonIsOneLine) {
   EXPECT_EQ(error.find('\n'), std::string::npos);
 }
 
-TEST(HostFile, FileErrorsNameTheFile) {
-  std::string error;
-  EXPECT_EQ(loadHostFile("/nonexistent/host.json", &error), nullptr);
-  EXPECT_EQ(error, "/nonexistent/host.json: cannot read the file");
-  std::string path = testing::TempDir() + "bad_host.json";
-  std::ofstream(path) << R"({"lid-closed": "no"})";
-  EXPECT_EQ(loadHostFile(path, &error), nullptr);
-  EXPECT_EQ(error, path + ": lid-closed: expected true or false");
-  std::remove(path.c_str());
+TEST(HostFile, FileErrorsNameTheFileAndTheReason) {
+  const std::string dir = testing::TempDir() + textf("host-files-%d", static_cast<int>(getpid()));
+  std::filesystem::create_directories(dir + "/folder");
+  ASSERT_EQ(::mkfifo((dir + "/fifo").c_str(), 0600), 0);
+  std::ofstream(dir + "/bad.json") << R"({"lid-closed": "no"})";
+  std::ofstream(dir + "/huge.json").close();
+  std::filesystem::resize_file(dir + "/huge.json", (16u << 20) + 1);
+  const std::pair<std::string, std::string> cases[] = {
+      {"/missing.json", ": cannot read the file: No such file or directory"},
+      {"/folder", ": cannot read the file: Is a directory"},
+      {"/fifo", ": cannot read the file: not a regular file"},
+      {"/huge.json", ": cannot read the file: larger than 16777216 bytes"},
+      {"/bad.json", ": lid-closed: expected true or false"},
+  };
+  for (const auto& [name, reason] : cases) {
+    std::string error;
+    EXPECT_EQ(loadHostFile(dir + name, &error), nullptr);
+    EXPECT_EQ(error, dir + name + reason);
+  }
+  EXPECT_EQ(loadHostFile("/dev/zero", nullptr), nullptr);
+  std::filesystem::remove_all(dir);
 }
 
 TEST(HostFile, DefaultHostLoads) {
@@ -162,8 +240,24 @@ TEST_F(SaveTest, UnwritablePlaceFailsWithOneLine) {
   auto p = loadHost("{}", nullptr);
   std::string error;
   EXPECT_FALSE(saveHostFile(p->sim(), (dir_ / "missing" / "host.json").string(), &error));
-  EXPECT_NE(error.find("cannot write the host file"), std::string::npos);
+  EXPECT_EQ(error, "cannot write " + (dir_ / "missing" / "host.json").string() + ": No such file or directory");
   EXPECT_EQ(error.find('\n'), std::string::npos);
+}
+
+TEST_F(SaveTest, KeepsTheModeAndNeverReplacesALink) {
+  auto p = loadHost("{}", nullptr);
+  const std::string file = (dir_ / "host.json").string(), link = (dir_ / "link.json").string();
+  std::ofstream(file) << "{}";
+  ::chmod(file.c_str(), 0600);
+  std::string error;
+  ASSERT_TRUE(saveHostFile(p->sim(), file, &error)) << error;
+  struct stat st{};
+  ASSERT_EQ(::stat(file.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);
+  std::filesystem::create_symlink(file, link);
+  EXPECT_FALSE(saveHostFile(p->sim(), link, &error));
+  EXPECT_EQ(error, "cannot write " + link + ": it is a symbolic link, which is not replaced");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
 }  // namespace

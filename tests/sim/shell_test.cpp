@@ -12,6 +12,7 @@ namespace {
 std::unique_ptr<SimPlatform> loadEmpty() { return loadHost(R"({"nvram": {"old": "%01x"}})", nullptr); }
 
 struct NvramCase {
+  const char* name;
   const char* command;
   const char* stored;  // the value's bytes
 };
@@ -25,10 +26,14 @@ TEST_P(NvramSet, PercentNotation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, NvramSet,
-                         testing::Values(NvramCase{"nvram v=%04", "\x04"}, NvramCase{"nvram v=%41%42c", "ABc"},
-                                         NvramCase{"nvram v=%%", "%%"}, NvramCase{"nvram v=100%", "100%"},
-                                         NvramCase{"nvram v=%4g", "%4g"}, NvramCase{"nvram v=\"a b\"", "a b"},
-                                         NvramCase{"nvram v=", ""}));
+                         testing::Values(NvramCase{"ControlByte", "nvram v=%04", "\x04"},
+                                         NvramCase{"Letters", "nvram v=%41%42c", "ABc"},
+                                         NvramCase{"DoublePercent", "nvram v=%%", "%%"},
+                                         NvramCase{"TrailingPercent", "nvram v=100%", "100%"},
+                                         NvramCase{"NotHex", "nvram v=%4g", "%4g"},
+                                         NvramCase{"Quoted", "nvram v=\"a b\"", "a b"},
+                                         NvramCase{"Empty", "nvram v=", ""}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Shell, NvramPrintDeleteAndErrors) {
   auto p = loadEmpty();

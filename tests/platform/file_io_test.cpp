@@ -1,0 +1,172 @@
+// Input files that are not what they claim (FIFOs, devices, folders, huge
+// files) and output targets that must not be lost or replaced.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "platform/file_reader.h"
+#include "platform/file_writer.h"
+#include "platform/plist.h"
+#include "platform/text.h"
+
+namespace tbt {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FileTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "tbt-files-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
+    fs::create_directory(dir_ / "folder");
+    std::ofstream(path("big")) << std::string(2000, 'x');
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+ public:
+  std::string path(const std::string& name) const { return (dir_ / name).string(); }
+  static std::string contents(const std::string& file) {
+    std::string text;
+    EXPECT_EQ(readRegularFile(file, 1 << 20, text), "");
+    return text;
+  }
+
+ protected:
+  fs::path dir_;
+};
+
+struct SpecialInput {
+  const char* name;
+  const char* file;  // in the test folder, or an absolute path
+  const char* reason;
+};
+
+class SpecialInputs : public FileTest, public testing::WithParamInterface<SpecialInput> {};
+
+// Each of these once blocked for ever (a FIFO), grew until memory ran out
+// (/dev/zero) or reported no reason; now each is refused at once.
+TEST_P(SpecialInputs, AreRefusedWithTheReason) {
+  const SpecialInput& c = GetParam();
+  const std::string file = c.file[0] == '/' ? c.file : path(c.file);
+  std::string text = "untouched";
+  EXPECT_EQ(readRegularFile(file, 1000, text), c.reason);
+  EXPECT_EQ(text, "untouched");
+  std::string error;
+  EXPECT_FALSE(readPropertyListFile(file, &error));
+  EXPECT_TRUE(error.starts_with(file + ": ")) << error;
+}
+
+INSTANTIATE_TEST_SUITE_P(, SpecialInputs,
+                         testing::Values(SpecialInput{"Fifo", "fifo", "not a regular file"},
+                                         SpecialInput{"Device", "/dev/zero", "not a regular file"},
+                                         SpecialInput{"Folder", "folder", "Is a directory"},
+                                         SpecialInput{"Missing", "missing", "No such file or directory"},
+                                         SpecialInput{"TooLarge", "big", "larger than 1000 bytes"}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(PropertyListFile, ManyKeysParseInLinearTime) {
+  std::string xml = "<plist><dict>";
+  for (int i = 0; i < 100000; ++i) appendf(xml, "<key>uc_error_%08x</key><string>m</string>", i);
+  xml += "</dict></plist>";
+  const auto start = std::chrono::steady_clock::now();
+  auto dict = parsePropertyList(xml);
+  const auto took = std::chrono::steady_clock::now() - start;
+  ASSERT_TRUE(dict);
+  EXPECT_EQ(dict->size(), 100000u);
+  EXPECT_NE(dict->find("uc_error_0001869f"), nullptr);
+  // A search per key took most of a minute; the indexed one takes well under a second.
+  EXPECT_LT(took, std::chrono::seconds(5));
+}
+
+// Where an output goes: every case writes "new" to the target.
+struct OutputTarget {
+  const char* name;
+  std::function<std::string(FileTest&)> prepare;  // makes the target, returns its path
+  const char* error;                              // "" or how the error ends
+  std::function<void(FileTest&, const std::string&)> check;
+};
+
+class OutputTargets : public FileTest, public testing::WithParamInterface<OutputTarget> {};
+
+TEST_P(OutputTargets, AreWrittenSafely) {
+  const OutputTarget& c = GetParam();
+  const std::string target = c.prepare(*this);
+  const std::string error = writeFileSafely(target, std::string_view("new"));
+  if (*c.error) EXPECT_TRUE(error.ends_with(c.error)) << error;
+  else EXPECT_EQ(error, "");
+  EXPECT_EQ(error.find('\n'), std::string::npos);
+  c.check(*this, target);
+  // Nothing is left behind but what the case made.
+  for (const auto& entry : fs::directory_iterator(dir_))
+    EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
+}
+
+mode_t modeOf(const std::string& file) {
+  struct stat st{};
+  EXPECT_EQ(::lstat(file.c_str(), &st), 0);
+  return st.st_mode;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , OutputTargets,
+    testing::Values(
+        OutputTarget{"NewFile", [](FileTest& t) { return t.path("out.bin"); }, "",
+                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
+        OutputTarget{"PrivateFileKeepsItsMode",
+                     [](FileTest& t) {
+                       std::ofstream(t.path("private")) << "old";
+                       ::chmod(t.path("private").c_str(), 0600);
+                       return t.path("private");
+                     },
+                     "",
+                     [](FileTest&, const std::string& f) {
+                       EXPECT_EQ(FileTest::contents(f), "new");
+                       EXPECT_EQ(modeOf(f) & 07777, 0600u);
+                     }},
+        OutputTarget{"NameOf250Characters", [](FileTest& t) { return t.path(std::string(250, 'n')); }, "",
+                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
+        OutputTarget{"SymbolicLinkIsNotReplaced",
+                     [](FileTest& t) {
+                       std::ofstream(t.path("real")) << "old";
+                       fs::create_symlink(t.path("real"), t.path("link"));
+                       return t.path("link");
+                     },
+                     "it is a symbolic link, which is not replaced",
+                     [](FileTest& t, const std::string& f) {
+                       EXPECT_TRUE(S_ISLNK(modeOf(f)));
+                       EXPECT_EQ(FileTest::contents(t.path("real")), "old");
+                     }},
+        OutputTarget{"DeviceIsWrittenInPlace", [](FileTest&) { return std::string("/dev/null"); }, "",
+                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
+        OutputTarget{"Folder", [](FileTest& t) { return t.path("folder"); }, "Is a directory",
+                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISDIR(modeOf(f))); }},
+        OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },
+                     "No such file or directory", [](FileTest&, const std::string&) {}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(FileTest, DashIsStandardOutput) {
+  const std::string captured = path("stdout");
+  std::fflush(stdout);
+  const int saved = ::dup(STDOUT_FILENO);
+  std::FILE* f = std::fopen(captured.c_str(), "w");
+  ::dup2(::fileno(f), STDOUT_FILENO);
+  const std::string error = writeFileSafely("-", std::string_view("new"));
+  ::dup2(saved, STDOUT_FILENO);
+  ::close(saved);
+  std::fclose(f);
+  EXPECT_EQ(error, "");
+  EXPECT_EQ(contents(captured), "new");
+  EXPECT_FALSE(fs::exists("-"));
+}
+
+}  // namespace
+}  // namespace tbt
