@@ -45,7 +45,7 @@ void reportFailure(const char* toolPath, ResultCode result) {
   auto messages = host().readPropertyList(path);
   if (!messages) return;
   std::string key = textf("uc_error_0x%08x", result);
-  host().log(textf("Error: '%s'\n", escapeForLog(describe(messages->find(key))).c_str()));
+  host().log(textf("Error: '%s'\n", escapeControls(describe(messages->find(key))).c_str()));
 }
 
 // Backflash needs the utility and payload 0; with exactly two operands the

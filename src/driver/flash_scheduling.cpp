@@ -51,7 +51,7 @@ unsigned long long asArgument(uint64_t uid) { return static_cast<unsigned long l
 // without the shell interpreting any of it; a path that fails is logged.
 bool acceptPathForShell(std::string_view path) {
   if (std::none_of(path.begin(), path.end(), isShellActive)) return true;
-  host().log(textf("Refusing path with shell metacharacters: '%s'\n", escapeForLog(path).c_str()));
+  host().log(textf("Refusing path with shell metacharacters: '%s'\n", escapeControls(path).c_str()));
   return false;
 }
 
@@ -112,17 +112,17 @@ std::string describeList(const std::vector<uint64_t>& values) {
 
 int executeShellCommand(const std::string& command) {
   if (!isAscii(command)) {
-    host().log(textf("Could not get command string for '%s'\n", escapeForLog(command).c_str()));
+    host().log(textf("Could not get command string for '%s'\n", escapeControls(command).c_str()));
     return 1;
   }
-  if (driverFlags().verbose) host().log(textf("Execute Shell Command: '%s'\n", escapeForLog(command).c_str()));
+  if (driverFlags().verbose) host().log(textf("Execute Shell Command: '%s'\n", escapeControls(command).c_str()));
   return host().shell(command);
 }
 
 ResultCode scheduleFlash(const uint64_t* routes, const uint64_t* uids, uint32_t count,
                          const char* resourceDirectory) {
   host().log(textf("Set bless to flash using '%s'\n",
-                   resourceDirectory ? escapeForLog(resourceDirectory).c_str() : kNullText));
+                   resourceDirectory ? escapeControls(resourceDirectory).c_str() : kNullText));
   const char* force = driverFlags().ignore ? kForceFlag : "";
   if (count == 0 || !routes || !uids || !resourceDirectory) return result::kNothingToUpdate;
   if (!acceptPathForShell(resourceDirectory)) return kCommandNotFormed;
@@ -131,7 +131,7 @@ ResultCode scheduleFlash(const uint64_t* routes, const uint64_t* uids, uint32_t 
   for (uint64_t uid : scheduledUids(routes, uids, std::min(count, kMaxScheduledDisplays)))
     appendf(command, kBlessDisplay, asArgument(uid), force, force);
   command += kBlessEnd;
-  if (driverFlags().verbose) host().log(textf("Flash: bless with '%s'\n", escapeForLog(command).c_str()));
+  if (driverFlags().verbose) host().log(textf("Flash: bless with '%s'\n", escapeControls(command).c_str()));
   return static_cast<ResultCode>(runScheduling(command));
 }
 
@@ -158,7 +158,7 @@ ResultCode runBackflash(const char* utilityPath, const char* payload0Path, const
     host().log(textf("Cannot update because of error 0x%x\n", result));
     return result;
   }
-  if (driverFlags().verbose) host().log(textf("Backflash: bless with '%s'\n", escapeForLog(command).c_str()));
+  if (driverFlags().verbose) host().log(textf("Backflash: bless with '%s'\n", escapeControls(command).c_str()));
   return static_cast<ResultCode>(runScheduling(command));
 }
 

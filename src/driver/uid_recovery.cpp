@@ -172,7 +172,7 @@ uint64_t makeUIDFromASN(const RegistryEntry& displaySwitch, uint16_t firstPart, 
   const Status s = access.utils->iecsReadWithLocalRouterHandle(*access.handle, kAsnBus, kAsnDevice, kAsnOffset,
                                                                 kAsnLength, reinterpret_cast<uint8_t*>(asn));
   asn[kAsnLength] = '\0';
-  host().log(textf("CM ASN '%s'\n", escapeForLog(asn).c_str()));
+  host().log(textf("CM ASN '%s'\n", escapeControls(asn).c_str()));
   if (s != status::kSuccess) return 0;
   uint64_t uid = (uint64_t{firstPart} << kFirstPartBit) | (uint64_t{secondPart} << kSecondPartBit);
   for (const AsnField& field : kAsnFields) {
@@ -211,7 +211,7 @@ Status recoverSwitchUID(const RegistryEntry& displaySwitch, uint64_t* uid) {
   const uint64_t current = readSwitchUID(displaySwitch, &code);
   std::string path = displaySwitch ? displaySwitch->path() : std::string();
   path.resize(std::min(path.size(), kPathBufferSize - 1));
-  host().log(textf("Q83 at '%s' with UID = 0x%016llx (0x%x)\n", escapeForLog(path).c_str(), wide(current), code));
+  host().log(textf("Q83 at '%s' with UID = 0x%016llx (0x%x)\n", escapeControls(path).c_str(), wide(current), code));
   if (code != status::kSuccess && code != status::kIOError) return code;
   if (code == status::kSuccess && current != kPlaceholderUID) {
     host().log(textf("Switch already has a valid UID (0x%016llx)\n", wide(current)));

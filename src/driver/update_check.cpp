@@ -96,7 +96,7 @@ BoardId readBoardId() {
                    static_cast<uint32_t>(board.size()));
   // The property's bytes up to the first NUL, as the format would print them.
   const std::string_view text(board.data(), strnlen(board.data(), board.size()));
-  host().log(textf("Host board-id = '%s'\n", escapeForLog(text).c_str()));
+  host().log(textf("Host board-id = '%s'\n", escapeControls(text).c_str()));
   return board;
 }
 
@@ -233,7 +233,7 @@ ResultCode checkBootFirmware() {
   if (parts.size() < 4 || vendor->rfind(kBootRomMaker, 0) != 0) return result::kBootFirmwareUnreadable;
   const std::string& release = parts[2];
   const std::string& build = parts[3];
-  host().log(textf("Host EFI: %s.%s\n", escapeForLog(release).c_str(), escapeForLog(build).c_str()));
+  host().log(textf("Host EFI: %s.%s\n", escapeControls(release).c_str(), escapeControls(build).c_str()));
   if (release == kEngineeringRelease) return result::kSuccess;
   if (release < kMinimumBootRomRelease || (release == kMinimumBootRomRelease && build < kMinimumBootRomBuild))
     return result::kBootFirmwareTooOld;

@@ -25,7 +25,7 @@ void PrintTo(const EscapeCase& c, std::ostream* os) { *os << c.name; }
 
 class EscapeForLog : public ::testing::TestWithParam<EscapeCase> {};
 
-TEST_P(EscapeForLog, KeepsTextAndEscapesTheRest) { EXPECT_EQ(escapeForLog(GetParam().value), GetParam().logged); }
+TEST_P(EscapeForLog, KeepsTextAndEscapesTheRest) { EXPECT_EQ(escapeControls(GetParam().value), GetParam().logged); }
 
 INSTANTIATE_TEST_SUITE_P(
     Values, EscapeForLog,
