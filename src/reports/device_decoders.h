@@ -17,8 +17,6 @@ void printTmuVendorCapability(RegisterPrinter& p);
 void printTmuCapability(RegisterPrinter& p);
 /// Analog block (vendor-specific ID 2): header and raw double words.
 void printAnalogCapability(RegisterPrinter& p);
-/// Any other vendor-specific capability; selfReset adds the self-reset counter.
-void printGenericVendorCapability(RegisterPrinter& p, bool selfReset);
 /// The link-controller capability (vendor-specific ID 6) and its blocks.
 void printLinkControllerCapability(RegisterPrinter& p);
 

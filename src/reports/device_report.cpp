@@ -88,23 +88,6 @@ Status walkDeviceCapabilities(ThunderboltUserClientUtils& utils, RouterHandle& h
 
 }  // namespace
 
-void printGenericVendorCapability(RegisterPrinter& p, bool selfReset) {
-  uint32_t header = 0;
-  if (!p.printInto(kVsecHeader, header)) return;
-  uint32_t length = kVsecLength.of(header);
-  uint32_t dw = 1;
-  if (length == 0) {
-    uint32_t extended = 0;
-    if (!p.printInto(kExtendedHeader, extended)) return;
-    length = kExtendedLength.of(extended);
-    dw = 2;
-  }
-  for (; dw < length; ++dw) {
-    const bool printed = p.printAt(dw, selfReset && dw == kSelfResetCount.dw ? kSelfResetCount : kPlainLine);
-    if (!printed) return;
-  }
-}
-
 void printLinkControllerCapability(RegisterPrinter& p) {
   uint32_t word = 0;
   if (!p.print(kVsecHeader)) return;
@@ -167,9 +150,9 @@ void ThunderboltUserClientUtils::deviceCapabilityAtIndex(uint32_t index, RouterH
     case 1: return printDftCapability(p);
     case 2: return printAnalogCapability(p);
     case 3: return printTmuVendorCapability(p);
-    case 5: return printGenericVendorCapability(p, true);
+    case 5: return printVendorCapability(p, kExtendedHeader, &kSelfResetCount);
     case 6: return printLinkControllerCapability(p);
-    default: return printGenericVendorCapability(p, false);
+    default: return printVendorCapability(p, kExtendedHeader);
   }
 }
 

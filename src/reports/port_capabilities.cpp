@@ -113,20 +113,6 @@ constexpr Line kExtendedHeader{1, "\n  %03x:  %08x   Extended Length = 0x%04x  E
                                {{31, 16}, {15, 0}}};
 static_assert(formatMatches(kExtendedHeader));
 
-void printGenericVsec(RegisterPrinter& p) {
-  uint32_t header = 0;
-  if (!p.printInto(kVsecHeader, header)) return;
-  uint32_t length = kVsecLength.of(header);
-  uint32_t dw = 1;
-  if (length == 0) {
-    uint32_t extended = 0;
-    if (!p.printInto(kExtendedHeader, extended)) return;
-    length = Bits{31, 16}.of(extended);
-    dw = 2;
-  }
-  p.plainRange(dw, length);
-}
-
 constexpr Line kDpVsecHeader{
     0, "\n  %03x:  %08x   VSEC length=0x%02x   VSEC ID=0x%02x (DP)  Cap ID=0x%02x   Next Cap Ptr=0x%02x\n",
     {{31, 24}, {23, 16}, {15, 8}, {7, 0}}};
@@ -187,7 +173,7 @@ void ThunderboltUserClientUtils::portCapabilityForPort(uint32_t port, uint32_t i
     case 4: return adapterCapabilityForPort(port, index, andRouterHandle, sink);
     case kVendorSpecificCapability:
       if (kVsecID.of(header) == 0) return printDpVsec(p, port);
-      return printGenericVsec(p);
+      return printVendorCapability(p, kExtendedHeader);
     default: return p.show(0, kOtherCapability, header);
   }
 }

@@ -177,4 +177,19 @@ bool RegisterPrinter::plainRange(uint32_t from, uint32_t to) {
 
 bool VisitedCapabilities::seen(uint32_t index) { return !indexes_.insert(index).second; }
 
+void printVendorCapability(RegisterPrinter& p, const Line& extendedHeader, const Line* special) {
+  uint32_t header = 0;
+  if (!p.printInto(kVsecHeader, header)) return;
+  uint32_t length = kVsecLength.of(header);
+  uint32_t dw = 1;
+  if (length == 0) {
+    uint32_t extended = 0;
+    if (!p.printInto(extendedHeader, extended)) return;
+    length = Bits{31, 16}.of(extended);
+    dw = 2;
+  }
+  for (; dw < length; ++dw)
+    if (!p.printAt(dw, special && dw == special->dw ? *special : kPlainLine)) return;
+}
+
 }  // namespace tbt::reports

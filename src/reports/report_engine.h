@@ -181,6 +181,12 @@ class RegisterPrinter {
 /// The plain line of a double word printed without fields.
 inline constexpr Line kPlainLine{0, "  %03x:  %08x\n", {}};
 
+/// A vendor-specific capability without a decoder of its own: the header,
+/// the second header double word (extendedHeader) when the header's length
+/// is 0, then every double word up to the length, plain but for special when
+/// one is given (printed at its own double word).
+void printVendorCapability(RegisterPrinter& p, const Line& extendedHeader, const Line* special = nullptr);
+
 /// A capability walk's memory of the capabilities it has printed: a chain
 /// that comes back to one of them is treated as one that points to itself,
 /// so that hostile device data cannot make a report run on forever.
