@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SinkCase{"ErrorLineNotLast", {"ERROR: 0xe00002bc\n=====\n\n"}, false, false, 0},
                       SinkCase{"PatchEntryError", {"  01c:  ERROR\n"}, false, false, 0},
                       SinkCase{"LongLineCutAtTheKeptLength", {"ERROR: 0xe00002bc", std::string(40, 'x'), "\n"}, false,
-                               false, 0},
+                               false, 0}),
     [](const ::testing::TestParamInfo<SinkCase>& info) { return std::string(info.param.name); });
 
 }  // namespace
