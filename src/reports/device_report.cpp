@@ -116,9 +116,8 @@ void printLinkControllerCapability(RegisterPrinter& p) {
 using namespace reports;
 
 void ThunderboltUserClientUtils::deviceSpaceForRouterHandle(RouterHandle& routerHandle, ReportSink& sink) {
-  Status s = setUpReport(routerHandle);
   uint64_t route = 0;
-  if (s == status::kSuccess) s = routerHandle.actualRoute(route);
+  Status s = setUpReport(routerHandle, route);
   if (s == status::kSuccess) {
     RegisterPrinter p(routerHandle, 0, kDeviceSpace, 0, false, sink);
     uint32_t word = 0;

@@ -100,9 +100,8 @@ Status walkPortCapabilities(ThunderboltUserClientUtils& utils, RouterHandle& han
 using namespace reports;
 
 void ThunderboltUserClientUtils::portSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink) {
-  Status s = setUpReport(andRouterHandle);
   uint64_t route = 0;
-  if (s == status::kSuccess) s = andRouterHandle.actualRoute(route);
+  Status s = setUpReport(andRouterHandle, route);
   if (s == status::kSuccess) {
     RegisterPrinter p(andRouterHandle, port, kPortSpace, 0, false, sink);
     uint32_t word = 0;

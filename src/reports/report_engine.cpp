@@ -131,6 +131,11 @@ Status setUpReport(RouterHandle& handle) {
              : status::kGeneralFailure;
 }
 
+Status setUpReport(RouterHandle& handle, uint64_t& route) {
+  const Status s = setUpReport(handle);
+  return s == status::kSuccess ? handle.actualRoute(route) : s;
+}
+
 void closeWithError(ReportSink& sink, Status s) {
   if (s != status::kSuccess) sink.write(textf("ERROR: 0x%08x\n", s));
 }

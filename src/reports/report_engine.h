@@ -131,6 +131,9 @@ bool relativeAddressing();
 /// active (a router ID without one counts as active). General failure when it
 /// cannot be.
 Status setUpReport(RouterHandle& handle);
+/// The same, then the route the router reports of itself (the route the
+/// report prints) into route.
+Status setUpReport(RouterHandle& handle, uint64_t& route);
 
 /// Appends "ERROR: 0x%08x\n" when s is not 0.
 void closeWithError(ReportSink& sink, Status s);

@@ -47,9 +47,8 @@ std::optional<uint64_t> childRoute(uint64_t route, uint32_t port) {
 using namespace reports;
 
 void ThunderboltUserClientUtils::pathSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink) {
-  Status s = setUpReport(andRouterHandle);
   uint64_t route = 0;
-  if (s == status::kSuccess) s = andRouterHandle.actualRoute(route);
+  Status s = setUpReport(andRouterHandle, route);
   uint32_t hops = 0;
   if (s == status::kSuccess) s = andRouterHandle.configReadWithPort(port, kPortSpace, kHopDword, hops);
   if (s == status::kSuccess) {
@@ -69,9 +68,8 @@ void ThunderboltUserClientUtils::pathSpaceForPort(uint32_t port, RouterHandle& a
 }
 
 void ThunderboltUserClientUtils::counterSpaceForPort(uint32_t port, RouterHandle& andRouterHandle, ReportSink& sink) {
-  Status s = setUpReport(andRouterHandle);
   uint64_t route = 0;
-  if (s == status::kSuccess) s = andRouterHandle.actualRoute(route);
+  Status s = setUpReport(andRouterHandle, route);
   uint32_t header = 0;
   uint32_t type = 0;
   if (s == status::kSuccess) s = andRouterHandle.configReadWithPort(port, kPortSpace, kFirstCapabilityDword, header);
