@@ -153,10 +153,12 @@ TEST(TopologyCommands, VerboseShowsTheLogLines) {
   EXPECT_TRUE(run.err.starts_with("RemoteRouterHandle - initializeIECS - portMicroMode = ")) << run.err;
 }
 
+// Two controllers, a chain of three routers, a link to another host, one hop
+// that the hardware disagrees with and one lane mismatch.
 TEST(TopologyCommands, PathsPrintsTheReport) {
   Outcome run = tbkit({"paths", kHost});
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.out, test::readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/rich_paths.txt"));
+  EXPECT_EQ(run.out, test::goldenFile("rich_paths.txt"));
 }
 
 }  // namespace
