@@ -142,13 +142,5 @@ TEST_F(UpdatecheckerProgram, RunsOnTheSimulatedHost) {
   EXPECT_EQ(err.find("simulated hardware time"), std::string::npos) << "only with -V";
 }
 
-TEST_F(UpdatecheckerProgram, HelpListsEveryOption) {
-  EXPECT_EQ(run({"--help"}), 0);
-  EXPECT_EQ(checks, 0);
-  for (const char* option : {"--restart", "--arm", "--backflash", "--no", "--clean", "--ignore", "--nomulti",
-                             "--nouid", "--zero", "--version", "--verbose", "--host=sim:FILE", "TBT_HOST"})
-    EXPECT_NE(out.find(option), std::string::npos) << option;
-}
-
 }  // namespace
 }  // namespace tbt::cli

@@ -146,7 +146,6 @@ const JsonCase kCases[] = {
     {"ReadViaParent",
      {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index", "0x40", "--count", "2", kRichHost},
      checkRead},
-    {"DromLaneAndPcie", {"drom", "parse", kCorpus + "lane-and-pcie-records.bin"}, checkDrom},
     {"DromAllAdapterKinds", {"drom", "parse", kCorpus + "lane6-pcie4-dp3.bin"}, checkDrom},
     {"DromPcieUp", {"drom", "parse", kCorpus + "lane1-pcieup1.bin", "--port-map", "lane1-pcieup1"}, checkDrom},
     {"DromNames", {"drom", "parse", kCorpus + "port14-then-names.bin", "--ignore-crcs"}, checkDrom},

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "driver/options.h"
-#include "platform/plist.h"
 #include "support/display_host.h"
 
 namespace tbt {
@@ -156,18 +155,6 @@ TEST_F(EntryTest, UnreadableDictionarySilencesTheReport) {
   ASSERT_EQ(mkfifo((dir_ + "/Errors.plist").c_str(), 0600), 0);
   EXPECT_EQ(run({}), 4);
   EXPECT_TRUE(log().empty());
-}
-
-TEST(ErrorDictionary, ShippedDictionaryExplainsEveryResult) {
-  auto messages = readPropertyListFile(TBT_BINARY_DIR "/Errors.plist");
-  ASSERT_TRUE(messages);
-  const ResultCode codes[] = {1,   2,   3,   4,   5,   6,   7,   8,   9,   11,    13,    16,    128,       129, 130,
-                              131, 132, 134, 135, 136, 137, 138, 139, 140, 0x100, 0x7f00, 0xff00, 0xffffffff};
-  for (ResultCode code : codes) {
-    const Property* message = messages->find(textf("uc_error_0x%08x", code));
-    ASSERT_TRUE(message && message->isString()) << code;
-    EXPECT_FALSE(message->asString().empty());
-  }
 }
 
 }  // namespace

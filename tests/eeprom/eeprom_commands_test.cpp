@@ -4,9 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "cli/tbkit_main.h"
+#include "cli/tbkit_run.h"
 #include "support/host_builder.h"
 
 namespace tbt::cli {
@@ -42,11 +41,11 @@ TEST_P(EepromCommands, Run) {
   const CommandCase& c = GetParam();
   std::vector<std::string> args = c.args;
   args.push_back("--host=sim:" + hostFile());
-  std::ostringstream out, err;
-  EXPECT_EQ(runTbkit(args, out, err), c.status);
-  EXPECT_EQ(out.str(), c.out);
-  EXPECT_TRUE(err.str().starts_with(c.err)) << err.str();
-  EXPECT_EQ(err.str().empty(), *c.err == '\0');
+  const Outcome run = tbkit(args);
+  EXPECT_EQ(run.status, c.status);
+  EXPECT_EQ(run.out, c.out);
+  EXPECT_TRUE(run.err.starts_with(c.err)) << run.err;
+  EXPECT_EQ(run.err.empty(), *c.err == '\0');
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -11,16 +11,6 @@ namespace {
 using test::hostWithRouters;
 using test::ScopedHost;
 
-TEST(RouterHandle, BaseHandleReachesNothing) {
-  ScopedHost host(hostWithRouters({0x0}).dump());
-  RouterHandle handle;
-  uint32_t value = 0x55;
-  EXPECT_EQ(handle.configReadWithPort(0, kDeviceSpace, 0, value), status::kSuccess);
-  EXPECT_EQ(value, 0x55u);
-  EXPECT_EQ(handle.configWriteWithPort(0, kDeviceSpace, 0, 1), status::kSuccess);
-  EXPECT_EQ(host.sim().configAccessCount(), 0u);
-}
-
 struct RouteCase {
   const char* name;
   uint32_t dword2;
@@ -51,19 +41,6 @@ INSTANTIATE_TEST_SUITE_P(, ActualRoute,
                                            RouteCase{"AllOnes", 0xFFFFFFFF, status::kSuccess, 0xFFFFFFFF},
                                            RouteCase{"ReadFails", 0x301, status::kDeviceError, 42}),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST(LocalRouterHandle, ReachesTheControllerOfItsRouterID) {
-  ScopedHost host(hostWithRouters({0x0, 0x1}, 0x7).dump());
-  LocalRouterHandle handle;
-  handle.setRoute(0x1);
-  uint32_t value = 0;
-  EXPECT_EQ(handle.configReadWithPort(0, kDeviceSpace, 3, value), status::kNotFound);
-  handle.setRouterID(7);
-  EXPECT_EQ(handle.configWriteWithPort(1, kPortSpace, 3, 0xBEEF), status::kSuccess);
-  EXPECT_EQ(handle.configReadWithPort(1, kPortSpace, 3, value), status::kSuccess);
-  EXPECT_EQ(value, 0xBEEFu);
-  EXPECT_EQ(host.sim().peek(0, 0x1, 1, kPortSpace, 3), 0xBEEFu);
-}
 
 }  // namespace
 }  // namespace tbt

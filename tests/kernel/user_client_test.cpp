@@ -14,71 +14,6 @@ using test::hostWithRouters;
 using test::routerOf;
 using test::ScopedHost;
 
-// What crossed the device interface, seen from above the simulation: the
-// IECS bus and mode, and configuration data as it travelled.
-struct Crossing {
-  uint32_t bus = 0, direction = 0, mode = 0;
-  std::vector<uint8_t> buffer;
-};
-
-// Passes every device-interface call through to the simulated one and
-// records what it saw. The simulation's own access log has no IECS mode.
-struct RecordingInterface : DeviceInterface {
-  std::unique_ptr<DeviceInterface> inner;
-  std::vector<Crossing>& log;
-  RecordingInterface(std::unique_ptr<DeviceInterface> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
-  Status configRead(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
-                    uint8_t* buffer) override {
-    Status s = inner->configRead(route, port, space, index, count, buffer);
-    log.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
-    return s;
-  }
-  Status configWrite(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
-                     const uint8_t* buffer) override {
-    log.push_back({0, 0, 0, {buffer, buffer + 4 * count}});
-    return inner->configWrite(route, port, space, index, count, buffer);
-  }
-  Status rescanBus() override { return inner->rescanBus(); }
-  Status i2cTransaction(uint64_t route, uint8_t address, uint32_t writeLength, const uint8_t* writeBuffer,
-                        uint32_t readLength, uint8_t* readBuffer) override {
-    return inner->i2cTransaction(route, address, writeLength, writeBuffer, readLength, readBuffer);
-  }
-  Status iecsTransaction(uint64_t route, uint32_t bus, uint32_t device, uint8_t offset, uint32_t length,
-                         uint8_t* buffer, uint32_t direction, uint32_t mode) override {
-    log.push_back({bus, direction, mode, {}});
-    return inner->iecsTransaction(route, bus, device, offset, length, buffer, direction, mode);
-  }
-};
-
-struct RecordingPlugIn : ControllerPlugIn {
-  std::unique_ptr<ControllerPlugIn> inner;
-  std::vector<Crossing>& log;
-  RecordingPlugIn(std::unique_ptr<ControllerPlugIn> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
-  std::unique_ptr<DeviceInterface> queryInterface(uint32_t version) override {
-    auto device = inner->queryInterface(version);
-    return device ? std::make_unique<RecordingInterface>(std::move(device), log) : nullptr;
-  }
-};
-
-struct RecordingPlatform : Platform, ControllerDriver {
-  std::unique_ptr<sim::SimPlatform> inner;
-  std::vector<Crossing>& log;
-  RecordingPlatform(std::unique_ptr<sim::SimPlatform> i, std::vector<Crossing>& l) : inner(std::move(i)), log(l) {}
-  Registry& registry() override { return inner->registry(); }
-  HostServices& host() override { return inner->host(); }
-  ControllerDriver& controllerDriver() override { return *this; }
-  Status createPlugIn(const RegistryEntry& controller, std::unique_ptr<ControllerPlugIn>& out) override {
-    std::unique_ptr<ControllerPlugIn> plugIn;
-    Status s = inner->controllerDriver().createPlugIn(controller, plugIn);
-    if (plugIn) out = std::make_unique<RecordingPlugIn>(std::move(plugIn), log);
-    return s;
-  }
-};
-
-test::PlatformWrapper recordingInto(std::vector<Crossing>& log) {
-  return [&log](std::unique_ptr<sim::SimPlatform> p) { return std::make_unique<RecordingPlatform>(std::move(p), log); };
-}
-
 // The user client of the first controller, opened afresh.
 struct Opened {
   ThunderboltKernelUserClient client;
@@ -86,9 +21,15 @@ struct Opened {
   Opened() : status(client.createUserClientForService(registry().matching(kControllerClass).at(0))) {}
 };
 
-TEST(KernelUserClient, ConfigDataTravelsBigEndian) {
-  std::vector<Crossing> log;
-  ScopedHost host(hostWithRouters({0x0, 0x1}).dump(), recordingInto(log));
+// Values round-trip whole (the simulated interface is big-endian, so a
+// swapped value would not), IECS requests carry the mode the driver expects
+// for the bus (the simulation refuses any other), and the I2C register offset
+// goes out ahead of the data.
+TEST(KernelUserClient, TransfersReachTheDevices) {
+  nlohmann::json json = hostWithRouters({0x0, 0x1});
+  routerOf(json, 0x1)["iecs"] = {{"10/1", {{"36", "0102"}}}, {"11/1", {{"36", "0304"}}}};
+  routerOf(json, 0x1)["i2c"] = {{"0x50", {{"4", "a0a1a2"}}}};
+  ScopedHost host(json.dump());
   Opened opened;
   host.sim().poke(0, 0x1, 0, kDeviceSpace, 5, 0x12345678);
   uint32_t value = 0;
@@ -96,37 +37,12 @@ TEST(KernelUserClient, ConfigDataTravelsBigEndian) {
   EXPECT_EQ(value, 0x12345678u);
   ASSERT_EQ(opened.client.configWriteWithRoute(0x1, 0, kDeviceSpace, 6, 0xA1B2C3D4), status::kSuccess);
   EXPECT_EQ(host.sim().peek(0, 0x1, 0, kDeviceSpace, 6), 0xA1B2C3D4u);
-  ASSERT_EQ(log.size(), 2u);
-  EXPECT_EQ(log[0].buffer, (std::vector<uint8_t>{0x12, 0x34, 0x56, 0x78}));
-  EXPECT_EQ(log[1].buffer, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3, 0xD4}));
-}
-
-TEST(KernelUserClient, IecsModeFollowsTheBus) {
-  std::vector<Crossing> log;
-  ScopedHost host(hostWithRouters({0x0}).dump(), recordingInto(log));
-  Opened opened;
-  uint8_t byte = 0x5A;
-  for (auto [bus, mode] : {std::pair<uint32_t, uint32_t>{0, 2}, {10, 2}, {11, 1}, {12, 1}}) {
-    log.clear();
-    opened.client.iecsWrite(0, bus, 1, 0x24, 1, &byte);
-    opened.client.iecsRead(0, bus, 1, 0x24, 1, &byte);
-    ASSERT_EQ(log.size(), 2u);
-    for (const Crossing& c : log) EXPECT_EQ(std::pair(c.bus, c.mode), std::pair(bus, mode));
-    EXPECT_EQ(log[0].direction, kIecsDirectionWrite);
-    EXPECT_EQ(log[1].direction, kIecsDirectionRead);
-  }
-}
-
-TEST(KernelUserClient, TransfersReachTheDevices) {
-  nlohmann::json json = hostWithRouters({0x0, 0x1});
-  routerOf(json, 0x1)["iecs"] = {{"1/1", {{"36", "0102"}}}};
-  routerOf(json, 0x1)["i2c"] = {{"0x50", {{"4", "a0a1a2"}}}};
-  ScopedHost host(json.dump());
-  Opened opened;
   uint8_t bytes[3] = {};
-  ASSERT_EQ(opened.client.iecsRead(0x1, 1, 1, 36, 2, bytes), status::kSuccess);
-  EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 2), (std::vector<uint8_t>{0x01, 0x02}));
-  // The register offset goes out ahead of the data.
+  for (uint32_t bus : {10u, 11u}) {
+    ASSERT_EQ(opened.client.iecsRead(0x1, bus, 1, 36, 2, bytes), status::kSuccess) << bus;
+    EXPECT_EQ(bytes[1], bus == 10 ? 0x02 : 0x04);
+    ASSERT_EQ(opened.client.iecsWrite(0x1, bus, 1, 36, 1, bytes), status::kSuccess) << bus;
+  }
   const uint8_t written[2] = {0x77, 0x88};
   ASSERT_EQ(opened.client.i2cWrite(0x1, 0x50, 4, 2, written), status::kSuccess);
   ASSERT_EQ(opened.client.i2cRead(0x1, 0x50, 4, 3, bytes), status::kSuccess);

@@ -98,12 +98,5 @@ TEST(PropertyList, RefusesMalformedDocuments) {
   }
 }
 
-TEST(PropertyList, MissingFileIsUnreadable) {
-  std::string error;
-  EXPECT_FALSE(readPropertyListFile("/nonexistent/Errors.plist", &error));
-  EXPECT_NE(error.find("/nonexistent/Errors.plist"), std::string::npos);
-  EXPECT_FALSE(readPropertyListFile("/", &error));
-}
-
 }  // namespace
 }  // namespace tbt

@@ -14,10 +14,6 @@
 namespace tbt {
 namespace {
 
-std::string goldenHost(const std::string& name) {
-  return test::readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/reports/" + name);
-}
-
 size_t lineCount(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
 
 // The link controller of tests/golden/reports/link_controller.json: the
@@ -58,7 +54,7 @@ class LcMemoryDump : public ::testing::TestWithParam<DumpCase> {};
 
 TEST_P(LcMemoryDump, ThroughTheWindow) {
   const DumpCase& c = GetParam();
-  test::ScopedHost host(goldenHost("link_controller.json"));
+  test::ScopedHost host(test::goldenFile("reports/link_controller.json"));
   for (const sim::Fault& f : c.faults) host.sim().addFault(f);
   LocalRouterHandle handle;
   const std::string text = ThunderboltUserClientUtils::sharedInstance().memoryDumpForLC(c.lc, handle);
@@ -72,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, LcMemoryDump, ::testing::ValuesIn(kDumps),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(LcMemoryDump, ControllersWithoutTheWindowPrintNothing) {
-  nlohmann::json host = nlohmann::json::parse(goldenHost("link_controller.json"));
+  nlohmann::json host = nlohmann::json::parse(test::goldenFile("reports/link_controller.json"));
   test::routerOf(host, 0x0)["device-space"]["0"] = "0x151a";
   test::ScopedHost scoped(host.dump());
   LocalRouterHandle handle;

@@ -13,10 +13,6 @@ namespace {
 
 using Report = std::function<std::string(ThunderboltUserClientUtils&, RouterHandle&)>;
 
-std::string goldenPath(const std::string& name) {
-  return std::string(TBT_FIXTURES_DIR) + "/../tests/golden/reports/" + name;
-}
-
 struct Golden {
   const char* name;  // the host file and the expected text
   const char* host;
@@ -43,8 +39,8 @@ class ReportGolden : public ::testing::TestWithParam<Golden> {};
 
 TEST_P(ReportGolden, MatchesTheExpectedText) {
   const Golden& g = GetParam();
-  test::ScopedHost host(test::readTextFile(goldenPath(std::string(g.host) + ".json")));
-  const std::string expected = test::readTextFile(goldenPath(std::string(g.name) + ".txt"));
+  test::ScopedHost host(test::goldenFile("reports/" + std::string(g.host) + ".json"));
+  const std::string expected = test::goldenFile("reports/" + std::string(g.name) + ".txt");
   LocalRouterHandle handle;
   ASSERT_FALSE(expected.empty());
   EXPECT_EQ(g.report(ThunderboltUserClientUtils::sharedInstance(), handle), expected);
@@ -57,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(Families, ReportGolden, ::testing::ValuesIn(kGoldens),
 // every router of both controllers, streamed as the same text.
 TEST(AllSpacesGolden, RichHost) {
   test::ScopedHost host(test::fixtureHost("rich.json"));
-  const std::string expected = test::readTextFile(goldenPath("rich_all_spaces.txt"));
+  const std::string expected = test::goldenFile("reports/rich_all_spaces.txt");
   ASSERT_FALSE(expected.empty());
   EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().allSpaces(), expected);
 }

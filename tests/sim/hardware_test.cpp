@@ -1,6 +1,6 @@
 // Hardware access through the simulated controller driver: byte order,
 // interface versions, absent routes, IECS and I2C register files, faults,
-// models, and the time every access costs.
+// where models sit, and the time every access costs.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -175,16 +175,6 @@ TEST_F(Hardware, ClockAndAccounting) {
   EXPECT_EQ(hw().accessLog()[0].value, 0x12345678u);
 }
 
-// Without "access-latency-us" one access costs what a host with a software
-// connection manager measures.
-TEST(HardwareClock, DefaultAccessLatency) {
-  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0}]}]})", nullptr);
-  ASSERT_NE(p, nullptr);
-  uint32_t v = 0;
-  p->sim().configRead(0, 0, 0, 2, 0, v);
-  EXPECT_EQ(p->sim().hardwareTimeMicroseconds(), 130u);
-}
-
 // A model sits where the host file stores the capability's header, wherever
 // the chain of next pointers leads (here: nowhere); the lowest such double
 // word counts, and double words 0 and 1 are registers, never capabilities.
@@ -203,52 +193,6 @@ TEST(HardwareModels, SitWhereTheHostFileDeclaresTheCapability) {
     const EepromPinsModel* pins = eepromPinsOf(*p->sim().router(0, 0));
     EXPECT_EQ(pins ? std::optional<uint32_t>(pins->pinRegister()) : std::nullopt, c.pins) << c.deviceSpace;
   }
-}
-
-/// A register that counts its reads, standing in for a hardware model.
-class CountingRegister : public RegisterModel {
- public:
-  bool handles(uint32_t port, uint32_t space, uint32_t index) const override {
-    return port == 0 && space == kDeviceSpace && index == 0x40;
-  }
-  Status read(uint32_t, uint32_t, uint32_t, uint32_t& value) override {
-    value = ++reads;
-    return status::kSuccess;
-  }
-  Status write(uint32_t, uint32_t, uint32_t, uint32_t) override { return status::kNotWritable; }
-  uint32_t reads = 0;
-};
-
-/// An IECS device that refuses every transfer, standing in for a busy micro-controller.
-class RefusingDevice : public IecsDeviceModel {
- public:
-  Status read(uint32_t, uint8_t*, uint32_t) override { return status::kDeviceError; }
-  Status write(uint32_t, const uint8_t*, uint32_t) override { return status::kDeviceError; }
-};
-
-TEST_F(Hardware, AttachedIecsDeviceReplacesTheRegisterFile) {
-  Router& r = *hw().router(0, 1);
-  r.attachIecsDevice(42, 0, std::make_shared<RefusingDevice>());
-  std::vector<uint8_t> b{0};
-  EXPECT_EQ(iecs(42, 0, 36, b, kIecsDirectionRead), status::kDeviceError);
-  ASSERT_NE(r.iecsRegisterFile(42, 0), nullptr) << "the file stays for the model to use";
-  r.attachIecsDevice(7, 3, std::make_shared<RefusingDevice>());
-  EXPECT_EQ(iecs(7, 3, 0, b, kIecsDirectionWrite), status::kDeviceError);
-}
-
-TEST(HardwareModels, AttachedModelsComeBeforeTheStore) {
-  auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0, "device-space": {"0x40": 99, "0x41": 5}}]}]})",
-                    nullptr);
-  ASSERT_NE(p, nullptr);
-  p->sim().router(0, 0)->attachModel(std::make_shared<CountingRegister>());
-  uint32_t v = 0;
-  EXPECT_EQ(p->sim().configRead(0, 0, 0, 2, 0x40, v), status::kSuccess);
-  EXPECT_EQ(p->sim().configRead(0, 0, 0, 2, 0x40, v), status::kSuccess);
-  EXPECT_EQ(v, 2u);
-  EXPECT_EQ(p->sim().configWrite(0, 0, 0, 2, 0x40, 1), status::kNotWritable);
-  EXPECT_EQ(p->sim().peek(0, 0, 0, 2, 0x40), 99u);
-  EXPECT_EQ(p->sim().configRead(0, 0, 0, 2, 0x41, v), status::kSuccess);
-  EXPECT_EQ(v, 5u);
 }
 
 }  // namespace

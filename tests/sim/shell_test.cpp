@@ -63,17 +63,6 @@ TEST(Shell, RestartAndOwnCommands) {
   EXPECT_EQ(p->host().shell("nvram x=1"), 0);
 }
 
-TEST(Shell, LogAndPrintAreRecordedWithoutEcho) {
-  auto p = loadEmpty();
-  p->host().log("Found EXDP at route 0x1\n");
-  p->host().log("second");
-  p->host().print("progress ");
-  p->host().print("done\n");
-  EXPECT_EQ(p->sim().logLines(), (std::vector<std::string>{"Found EXDP at route 0x1", "second"}));
-  EXPECT_EQ(p->sim().printed(), "progress done\n");
-  EXPECT_EQ(p->sim().logIdent(), "updatechecker");
-}
-
 TEST(Shell, EchoedLogLinesCarryTimestampIdentAndPid) {
   auto p = loadEmpty();
   p->sim().setEcho(true);

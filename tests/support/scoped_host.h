@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <stdexcept>
@@ -30,22 +29,18 @@ namespace tbt::test {
 /// Tag: the embedded default host.
 struct DefaultHost {};
 
-/// Turns the loaded simulated platform into the platform to install (for a
-/// test that wants to observe the calls crossing the platform boundary).
-using PlatformWrapper = std::function<std::unique_ptr<Platform>(std::unique_ptr<sim::SimPlatform>)>;
-
 class ScopedHost {
  public:
   /// Loads a host from JSON text; a bad host fails the test with the
   /// loader's message and leaves an empty host installed.
-  explicit ScopedHost(std::string_view json, const PlatformWrapper& wrap = nullptr) {
+  explicit ScopedHost(std::string_view json) {
     std::string error;
-    install(sim::loadHost(json, &error), error, wrap);
+    install(sim::loadHost(json, &error), error);
   }
   /// Loads the embedded default host.
   explicit ScopedHost(DefaultHost) {
     std::string error;
-    install(sim::loadDefaultHost(&error), error, nullptr);
+    install(sim::loadDefaultHost(&error), error);
   }
   ~ScopedHost() { installPlatform(std::move(previous_)); }
   ScopedHost(const ScopedHost&) = delete;
@@ -55,13 +50,13 @@ class ScopedHost {
   sim::SimHost& sim() { return *sim_; }
 
  private:
-  void install(std::unique_ptr<sim::SimPlatform> loaded, const std::string& error, const PlatformWrapper& wrap) {
+  void install(std::unique_ptr<sim::SimPlatform> loaded, const std::string& error) {
     if (!loaded) {
       ADD_FAILURE() << "simulated host does not load: " << error;
       loaded = sim::loadHost("{}", nullptr);
     }
     sim_ = &loaded->sim();
-    previous_ = installPlatform(wrap ? wrap(std::move(loaded)) : std::move(loaded));
+    previous_ = installPlatform(std::move(loaded));
   }
 
   sim::SimHost* sim_ = nullptr;

@@ -152,4 +152,9 @@ inline std::string fixtureHost(const std::string& name) {
   return readTextFile(std::string(TBT_FIXTURES_DIR) + "/hosts/" + name);
 }
 
+/// The text of tests/golden/NAME.
+inline std::string goldenFile(const std::string& name) {
+  return readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/" + name);
+}
+
 }  // namespace tbt::test

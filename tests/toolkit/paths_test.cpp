@@ -87,15 +87,5 @@ TEST_P(PathsReport, OneController) {
 INSTANTIATE_TEST_SUITE_P(Cases, PathsReport, ::testing::ValuesIn(kPathCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// Two controllers, a chain of three routers, a link to another host, one hop
-// that the hardware disagrees with and one lane mismatch: the report matches
-// the golden text line for line.
-TEST(PathsGolden, RichHost) {
-  ScopedHost host(test::fixtureHost("rich.json"));
-  const std::string expected = test::readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/rich_paths.txt");
-  ASSERT_FALSE(expected.empty());
-  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().paths(), expected);
-}
-
 }  // namespace
 }  // namespace tbt
