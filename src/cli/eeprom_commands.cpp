@@ -107,7 +107,7 @@ const Command kEepromCommands[] = {
     {.name = "write", .summary = "write bytes to a switch's EEPROM, each read back",
      .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
                 "at 0xFFFF. A simulated host keeps the change for this run only.\n",
-     .options = kWriteOptions, .needsHost = true, .run = runEepromWrite},
+     .options = kWriteOptions, .needsHost = true, .writes = true, .run = runEepromWrite},
 };
 
 const Command kNvmCommands[] = {

@@ -13,6 +13,7 @@
 #include "cli/report_commands.h"
 #include "cli/topology_commands.h"
 #include "platform/file_reader.h"
+#include "platform/platform.h"
 #include "platform/text.h"
 
 namespace tbt::cli {
@@ -163,6 +164,11 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (operands > command.maxOperands)
     return context.usageError(textf("unexpected operand '%s'", parsed.operands()[command.maxOperands].c_str()));
   if (command.needsHost) host.install(context.verbose(), err);
+  // A copy of a host's files takes no writes: say so before the command starts.
+  if (command.writes) {
+    const std::string refused = platform().writesRefusedBecause();
+    if (!refused.empty()) return context.failure(refused);
+  }
   const int status = command.run(context);
   if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
   return status;

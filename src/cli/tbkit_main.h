@@ -88,6 +88,7 @@ struct Command {
   size_t minOperands = 0;
   size_t maxOperands = 0;
   bool needsHost = false;  // the command reaches hardware: --host applies
+  bool writes = false;     // the command writes to the hardware
   int (*run)(CommandContext& context) = nullptr;
 };
 

@@ -197,6 +197,16 @@ int runWrite(CommandContext& context) {
   uint64_t value = 0;
   if (!chooseAccess(context, access) || !context.number("value", UINT32_MAX, value)) return kExitUsage;
   const Status s = access.write(access.port, access.space, access.index, static_cast<uint32_t>(value));
+  if (s == status::kNotWritable) {
+    // The host read the register back and found another value (or none).
+    uint32_t back = 0;
+    const Status r = access.read(access.port, access.space, access.index, back);
+    if (r != status::kSuccess)
+      return context.failure(textf("writing index 0x%x: it cannot be read back: %s", access.index,
+                                   describeStatus(r).c_str()));
+    return context.failure(textf("writing index 0x%x: it reads back 0x%08x, not 0x%08x: the device did not take it",
+                                 access.index, back, static_cast<uint32_t>(value)));
+  }
   if (s != status::kSuccess)
     return context.failure(textf("writing index 0x%x: %s", access.index, describeStatus(s).c_str()));
   return kExitSuccess;
@@ -319,6 +329,7 @@ const Command kWriteCommands[] = {{.name = "write",
                                    .details = kAccessDetails,
                                    .options = kWriteOptions,
                                    .needsHost = true,
+                                   .writes = true,
                                    .run = runWrite}};
 const Command kIecsCommands[] = {
     {.name = "read",
@@ -330,6 +341,7 @@ const Command kIecsCommands[] = {
      .summary = "write bytes to an IECS device",
      .options = kIecsWriteOptions,
      .needsHost = true,
+     .writes = true,
      .run = runIecsWrite},
 };
 

@@ -37,6 +37,8 @@ Status statusOfErrno(int error) {
     case EFBIG: return status::kOverrun;
     case EOPNOTSUPP: return status::kUnsupported;
     case EIO: return status::kDeviceError;
+    case EISDIR:
+    case kNotRegularFile: return status::kNotReadable;
     default: return status::kIOError;
   }
 }
@@ -103,6 +105,7 @@ void DebugfsSpaces::dropRouter(uint32_t domain, uint64_t route) {
 
 Status DebugfsSpaces::write(uint32_t domain, uint64_t route, uint32_t port, uint32_t space, uint32_t index,
                             uint32_t count, const uint32_t* values) {
+  if (writesRefused_) return status::kNotPermitted;
   const std::string path = fileOf(domain, route, port, space);
   if (path.empty()) return status::kUnsupported;
   int error = 0;
@@ -118,14 +121,18 @@ Status DebugfsSpaces::write(uint32_t domain, uint64_t route, uint32_t port, uint
   // Lines before a failing one may have reached the hardware: every snapshot
   // of the router is stale either way.
   dropRouter(domain, route);
+  if (error == kNotRegularFile) return status::kNotWritable;
   if (error != 0) return statusOfErrno(error, domain, route, port);
+  // The kernel ends a write silently at a line it cannot parse or an offset
+  // it does not take: only the read-back tells whether the write happened.
   const Snapshot& after = snapshot(path, domain, route, port);
   if (after.status != status::kSuccess) return after.status;
-  // An index the file does not list cannot be checked; one it lists as
-  // unreadable failed in the hardware.
   for (uint32_t i = 0; i < count; ++i) {
     auto word = after.words.find(index + i);
-    if (word != after.words.end() && word->second.status != status::kSuccess) return word->second.status;
+    if (word == after.words.end()) return status::kNotWritable;
+    if (word->second.status != status::kSuccess) return word->second.status;
+    const uint32_t checked = ~hardwareOwnedBits(space, word->second);
+    if ((word->second.value & checked) != (values[i] & checked)) return status::kNotWritable;
   }
   return status::kSuccess;
 }
@@ -142,6 +149,26 @@ std::vector<uint32_t> DebugfsSpaces::adapters(uint32_t domain, uint64_t route) {
   }
   std::sort(out.begin(), out.end());
   return out;
+}
+
+uint32_t hardwareOwnedBits(uint32_t space, const ListedWord& word) {
+  struct Rule {
+    uint32_t space;
+    uint8_t capability, vsec;  // 0: any
+    int relative;              // -1: any
+    uint32_t bits;
+  };
+  static constexpr uint8_t kVendorSpecific = 0x05, kDft = 0x01, kLinkController = 0x06;
+  static constexpr Rule kRules[] = {
+      {kDeviceSpace, kVendorSpecific, kDft, 4, 0x08},                  // the pin register's data out
+      {kDeviceSpace, kVendorSpecific, kLinkController, -1, 0xffffffff},  // mailboxes
+      {kCounterSpace, 0, 0, -1, 0xffffffff},                            // counters
+  };
+  for (const Rule& r : kRules)
+    if (r.space == space && (!r.capability || r.capability == word.capability) && (!r.vsec || r.vsec == word.vsec) &&
+        (r.relative < 0 || r.relative == word.relative))
+      return r.bits;
+  return 0;
 }
 
 uint64_t DebugfsSpaces::fileReadsOf(const std::string& path) const {

@@ -36,12 +36,18 @@ class DebugfsSpaces {
   /// failure line: device error; no router or adapter folder: not found;
   /// permission denied: not permitted.
   Status read(uint32_t domain, uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
-  /// Writes count double words from index, then reads the file again: a
-  /// written index it lists as unreadable fails the write. A file without write
-  /// permission (the kernel built without debugfs writes): unsupported,
-  /// nothing written.
+  /// Writes count double words from index, then reads the file again: the
+  /// write succeeds only when every written index reads back the written
+  /// value, but for the bits the hardware changes by itself (hardwareOwnedBits);
+  /// otherwise not writable. A file without write permission (the kernel
+  /// built without debugfs writes): unsupported, nothing written. With
+  /// writes refused (a copied tree): not permitted, no file touched.
   Status write(uint32_t domain, uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
                const uint32_t* values);
+
+  /// Refuses every later write (the tree is a copy of a host).
+  void refuseWrites() { writesRefused_ = true; }
+  bool writesRefused() const { return writesRefused_; }
 
   /// The file of a space ("" for a space that has none).
   std::string fileOf(uint32_t domain, uint64_t route, uint32_t port, uint32_t space) const;
@@ -73,7 +79,15 @@ class DebugfsSpaces {
   uint64_t reads_ = 0;
   bool denied_ = false;
   std::string readOnly_;
+  bool writesRefused_ = false;
 };
+
+/// The bits of a listed double word that the hardware changes by itself, so
+/// that a read-back after a write may show them otherwise: the data-out wire
+/// of the DFT capability's pin register (driven by the EEPROM), every double
+/// word of the link controller's capability (its mailboxes take a command and
+/// answer in place) and the counter space (counters count).
+uint32_t hardwareOwnedBits(uint32_t space, const ListedWord& word);
 
 /// The status of a failed file operation's errno.
 Status statusOfErrno(int error);

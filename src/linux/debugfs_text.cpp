@@ -58,9 +58,14 @@ SpaceSnapshot parseSpaceText(std::string_view text) {
       continue;
     }
     // regs: five fields; path and counters: four. The value is the last.
-    uint32_t value = 0;
-    if ((t.size() == 4 || t.size() == 5) && hexWord(t.back(), value))
-      words[index] = ListedWord{value, status::kSuccess};
+    ListedWord word;
+    if ((t.size() != 4 && t.size() != 5) || !hexWord(t.back(), word.value)) continue;
+    uint32_t relative = 0, capability = 0, vsec = 0;
+    if (std::from_chars(t[1].data(), t[1].data() + t[1].size(), relative).ec == std::errc() && relative <= 0xffff)
+      word.relative = static_cast<uint16_t>(relative);
+    if (hexWord(t[2], capability) && capability <= 0xff) word.capability = static_cast<uint8_t>(capability);
+    if (t.size() == 5 && hexWord(t[3], vsec) && vsec <= 0xff) word.vsec = static_cast<uint8_t>(vsec);
+    words[index] = word;
   }
   return words;
 }

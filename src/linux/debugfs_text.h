@@ -15,10 +15,15 @@
 
 namespace tbt::linux_host {
 
-/// One listed double word: its value, or why it cannot be read.
+/// One listed double word: its value, or why it cannot be read, and where
+/// the file places it (regs: the capability and VSEC IDs; path and counters:
+/// the hop or counter ID as the capability; relative: the index inside it).
 struct ListedWord {
   uint32_t value = 0;
   Status status = status::kSuccess;
+  uint8_t capability = 0;
+  uint8_t vsec = 0;
+  uint16_t relative = 0;
 };
 
 /// The double words a file lists, by absolute index. An index it does not

@@ -22,16 +22,16 @@ std::optional<std::string> firstLineIn(LinuxFiles& files, const std::string& fol
 }
 
 // "state:      closed" of the ACPI lid button.
-std::optional<bool> lidClosed(LinuxFiles& files, const std::string& root) {
-  std::optional<std::string> line = firstLineIn(files, root + "/proc/acpi/button/lid", "state");
+std::optional<bool> lidClosed(LinuxFiles& files) {
+  std::optional<std::string> line = firstLineIn(files, "/proc/acpi/button/lid", "state");
   if (!line) return std::nullopt;
   if (line->find("closed") != std::string::npos) return true;
   if (line->find("open") != std::string::npos) return false;
   return std::nullopt;
 }
 
-void readPowerSupplies(LinuxFiles& files, const std::string& root, HostFacts& f) {
-  const std::string folder = root + "/sys/class/power_supply";
+void readPowerSupplies(LinuxFiles& files, HostFacts& f) {
+  const std::string folder = "/sys/class/power_supply";
   std::vector<std::string> names;
   if (files.list(folder, kMaxEntries, names) != 0) return;
   for (const std::string& name : names) {
@@ -48,9 +48,9 @@ void readPowerSupplies(LinuxFiles& files, const std::string& root, HostFacts& f)
 }
 
 // The device of the root file system in the mount table, without "/dev/".
-std::optional<std::string> bootDisk(LinuxFiles& files, const std::string& root) {
+std::optional<std::string> bootDisk(LinuxFiles& files) {
   std::string table;
-  if (files.read(root + "/proc/mounts", kMaxMountTableBytes, table) != 0) return std::nullopt;
+  if (files.read("/proc/mounts", kMaxMountTableBytes, table) != 0) return std::nullopt;
   std::optional<std::string> found;
   std::string_view rest = table;
   while (!rest.empty()) {
@@ -69,15 +69,15 @@ std::optional<std::string> bootDisk(LinuxFiles& files, const std::string& root) 
 
 }  // namespace
 
-HostFacts readHostFacts(LinuxFiles& files, const std::string& root) {
+HostFacts readHostFacts(LinuxFiles& files) {
   HostFacts f;
-  const std::string dmi = root + "/sys/class/dmi/id/";
+  const std::string dmi = "/sys/class/dmi/id/";
   f.boardName = readLine(files, dmi + "board_name");
   f.biosVersion = readLine(files, dmi + "bios_version");
   f.biosVendor = readLine(files, dmi + "bios_vendor");
-  f.lidClosed = lidClosed(files, root);
-  readPowerSupplies(files, root, f);
-  f.bootDisk = bootDisk(files, root);
+  f.lidClosed = lidClosed(files);
+  readPowerSupplies(files, f);
+  f.bootDisk = bootDisk(files);
   return f;
 }
 

@@ -81,7 +81,10 @@ Status LinuxControllerDriver::createPlugIn(const RegistryEntry& controller, std:
 void LinuxControllerDriver::hintAbout(Status s) {
   if (hinted_) return;
   const std::string mount = debugfs_.substr(0, debugfs_.rfind('/'));
-  if (s == status::kNotPermitted || spaces_.permissionDenied()) {
+  if (s == status::kNotPermitted && spaces_.writesRefused()) {
+    std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, copyRefusal(copyRoot_).c_str());
+    hinted_ = true;
+  } else if (s == status::kNotPermitted || spaces_.permissionDenied()) {
     std::fprintf(stderr, "%s: hint: the router registers need root, with debugfs mounted at %s\n",
                  program_invocation_short_name, mount.c_str());
     hinted_ = true;

@@ -9,10 +9,23 @@
 #include "linux/linux_parts.h"
 #include "platform/plist.h"
 #include "platform/system_log.h"
+#include "platform/text.h"
 
 namespace tbt::linux_host {
+namespace {
 
-int LinuxHostServices::shell(const std::string& command) { return std::system(command.c_str()); }
+// The wait status of a shell that could not start its command (exit 127).
+constexpr int kNotRunStatus = 127 << 8;
+
+}  // namespace
+
+int LinuxHostServices::shell(const std::string& command) {
+  if (copy_) {
+    log(textf("Command not run for a copy of a host: '%s'\n", escapeControls(command).c_str()));
+    return kNotRunStatus;
+  }
+  return std::system(command.c_str());
+}
 
 void LinuxHostServices::sleepMicroseconds(uint64_t microseconds) {
   timespec wanted{static_cast<time_t>(microseconds / 1000000), static_cast<long>(microseconds % 1000000) * 1000};

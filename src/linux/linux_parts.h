@@ -9,10 +9,15 @@
 
 namespace tbt::linux_host {
 
+/// The one line that refuses a write into the copied tree at root.
+std::string copyRefusal(const std::string& root);
+
 /// Hands out plug-ins for the controller entries (domains) of the Linux registry.
 class LinuxControllerDriver : public ControllerDriver {
  public:
-  LinuxControllerDriver(DebugfsSpaces& spaces, std::string debugfs) : spaces_(spaces), debugfs_(std::move(debugfs)) {}
+  /// copyRoot: the root of a copied tree ("" for this machine's own).
+  LinuxControllerDriver(DebugfsSpaces& spaces, std::string debugfs, std::string copyRoot)
+      : spaces_(spaces), debugfs_(std::move(debugfs)), copyRoot_(std::move(copyRoot)) {}
   /// Fails with unsupported for an entry that is not a Linux controller.
   Status createPlugIn(const RegistryEntry& controller, std::unique_ptr<ControllerPlugIn>& out) override;
   DebugfsSpaces& spaces() { return spaces_; }
@@ -23,13 +28,16 @@ class LinuxControllerDriver : public ControllerDriver {
  private:
   DebugfsSpaces& spaces_;
   std::string debugfs_;
+  std::string copyRoot_;
   bool hinted_ = false;
 };
 
-/// The running system's shell, monotonic clock, system log and standard output.
+/// The running system's shell, monotonic clock, system log and standard
+/// output. For a copied tree no command runs: each is logged as not run and
+/// answers as a command that could not be started.
 class LinuxHostServices : public HostServices {
  public:
-  explicit LinuxHostServices(std::optional<std::string> bootDisk) : bootDisk_(std::move(bootDisk)) {}
+  LinuxHostServices(std::optional<std::string> bootDisk, bool copy) : bootDisk_(std::move(bootDisk)), copy_(copy) {}
   int shell(const std::string& command) override;
   void sleepMicroseconds(uint64_t microseconds) override;
   uint64_t nowMicroseconds() override;
@@ -40,6 +48,7 @@ class LinuxHostServices : public HostServices {
 
  private:
   std::optional<std::string> bootDisk_;
+  bool copy_;
 };
 
 }  // namespace tbt::linux_host

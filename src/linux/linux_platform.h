@@ -20,21 +20,28 @@ class LinuxRegistry;
 class LinuxControllerDriver;
 class LinuxHostServices;
 
+/// What a host's tree is: this machine's own, or a copy of a host taken
+/// elsewhere (read as a snapshot: nothing is written into it and no command
+/// runs for it here).
+enum class TreeKind { kThisMachine, kCopy };
+
+/// kThisMachine for "", "/" and any path that resolves to "/"; else kCopy.
+TreeKind treeKindOf(const std::string& root);
+
 class LinuxPlatform : public Platform {
  public:
-  /// Reads the host below root ("" for the running system: /sys/...),
-  /// through files (kept by the platform).
-  LinuxPlatform(std::string root, std::unique_ptr<LinuxFiles> files);
+  /// Reads the host through files (kept by the platform), whose root it is.
+  LinuxPlatform(std::unique_ptr<LinuxFiles> files, TreeKind kind);
   ~LinuxPlatform() override;
 
   Registry& registry() override;
   ControllerDriver& controllerDriver() override;
   HostServices& host() override;
+  std::string writesRefusedBecause() const override;
   /// The configuration spaces (snapshots and file-read accounting).
   DebugfsSpaces& spaces() { return *spaces_; }
 
  private:
-  std::string root_;
   std::unique_ptr<LinuxFiles> files_;
   std::unique_ptr<DebugfsSpaces> spaces_;
   std::unique_ptr<LinuxRegistry> registry_;
@@ -42,17 +49,18 @@ class LinuxPlatform : public Platform {
   std::unique_ptr<LinuxHostServices> services_;
 };
 
-/// The devices folder below root: root + "/sys/bus/thunderbolt/devices".
-std::string devicesDirectory(const std::string& root);
-/// The driver's debugfs folder below root: root + "/sys/kernel/debug/thunderbolt".
-std::string debugfsDirectory(const std::string& root);
+/// The host's devices folder.
+inline constexpr const char* kDevicesDirectory = "/sys/bus/thunderbolt/devices";
+/// The driver's debugfs folder.
+inline constexpr const char* kDebugfsDirectory = "/sys/kernel/debug/thunderbolt";
 
-/// True when root holds the kernel's Thunderbolt bus (root + "/sys/bus/thunderbolt").
+/// True when root holds the kernel's Thunderbolt bus ("/sys/bus/thunderbolt" below it).
 bool hasThunderboltBus(const std::string& root);
 
-/// Opens the host below root. Null with a one-line *error when root has no
-/// Thunderbolt bus. files: null for the real file system.
-std::unique_ptr<LinuxPlatform> openLinuxHost(const std::string& root, std::string* error,
-                                             std::unique_ptr<LinuxFiles> files = nullptr);
+/// Opens the host below root, of the kind its path gives. Null with a
+/// one-line *error when root has no Thunderbolt bus.
+std::unique_ptr<LinuxPlatform> openLinuxHost(const std::string& root, std::string* error);
+/// Opens the host of files (their root), as a tree of the given kind.
+std::unique_ptr<LinuxPlatform> openLinuxHost(std::unique_ptr<LinuxFiles> files, TreeKind kind, std::string* error);
 
 }  // namespace tbt::linux_host

@@ -31,8 +31,8 @@ struct HostFacts {
   std::optional<std::string> bootDisk;       // device of the root file system ("nvme0n1p2")
 };
 
-/// Reads the host facts below root ("" for the running system).
-HostFacts readHostFacts(LinuxFiles& files, const std::string& root);
+/// Reads the host facts from the host's files.
+HostFacts readHostFacts(LinuxFiles& files);
 
 class LinuxRegistry : public RegistryTree {
  public:

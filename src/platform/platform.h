@@ -3,6 +3,7 @@
 // A backend (the simulated host, or a native one) is installed at start-up;
 // nothing above this layer knows which.
 #include <memory>
+#include <string>
 
 #include "platform/device_interface.h"
 #include "platform/host_services.h"
@@ -16,6 +17,9 @@ class Platform {
   virtual Registry& registry() = 0;
   virtual ControllerDriver& controllerDriver() = 0;
   virtual HostServices& host() = 0;
+  /// Why this host takes no writes at all (a copy of a host's files), as one
+  /// sentence; empty when it takes them.
+  virtual std::string writesRefusedBecause() const { return {}; }
 };
 
 /// Installs the process-wide platform and returns the previous one. Every

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 
 #include "cli/host_capture.h"
 #include "kernel/user_client_manager.h"
@@ -126,7 +127,7 @@ TEST(LinuxReads, PermissionDeniedIsNotPermitted) {
 // A whole-host pass (every index of every space) reads each file once; a
 // write drops the snapshots of its router only, and reads its file back.
 TEST(LinuxSnapshots, EachFileOnceUntilAWriteToItsRouter) {
-  ScopedLinuxHost host;
+  ScopedLinuxHost host("chain", {}, nullptr, linux_host::TreeKind::kThisMachine);
   cli::captureHost();
   cli::captureHost();
   for (const auto& [path, reads] : host.files().reads()) EXPECT_EQ(reads, 1u) << path;
@@ -147,17 +148,72 @@ TEST(LinuxSnapshots, EachFileOnceUntilAWriteToItsRouter) {
   EXPECT_EQ(host.files().readsOf(host.debugfs("0-0/port5/regs")), 0u) << "another router's snapshot stays";
 }
 
+// A write succeeds only when the read-back shows the written value, but for
+// the bits the hardware changes by itself.
+struct ReadBackCase {
+  const char* name;
+  const char* file;  // below the debugfs folder
+  uint32_t port, space, index;
+  uint32_t flip;     // bits the device changes as it takes the write
+  bool ignored;      // the device takes the write without effect
+  const char* extraRow;  // appended to the file before the run
+  Status status;
+};
+
+class LinuxWriteReadBack : public ::testing::TestWithParam<ReadBackCase> {};
+
+TEST_P(LinuxWriteReadBack, AcceptsOnlyTheWrittenValue) {
+  const ReadBackCase& c = GetParam();
+  ScopedLinuxHost host("chain", {}, [&](const std::string& root) {
+    if (*c.extraRow) std::ofstream(root + linux_host::kDebugfsDirectory + "/" + c.file, std::ios::app) << c.extraRow;
+  }, linux_host::TreeKind::kThisMachine);
+  const std::string path = host.debugfs(c.file);
+  if (c.flip) host.files().flips[path] = c.flip;
+  if (c.ignored) host.files().ignored.insert(path);
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configWriteWithRouterID(0, 0x1, c.port, c.space, c.index,
+                                                                                   0x12345670),
+            c.status);
+  EXPECT_EQ(host.files().writes.size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, LinuxWriteReadBack,
+    ::testing::Values(
+        ReadBackCase{"PlainRegister", "0-1/regs", 0, 2, 0x1, 0, false, "", status::kSuccess},
+        ReadBackCase{"PlainRegisterLowBitChanged", "0-1/regs", 0, 2, 0x1, 0x1, false, "", status::kNotWritable},
+        ReadBackCase{"PlainRegisterHighBitChanged", "0-1/regs", 0, 2, 0x1, 0x80000000, false, "",
+                     status::kNotWritable},
+        ReadBackCase{"DeviceIgnoresIt", "0-1/regs", 0, 2, 0x1, 0, true, "", status::kNotWritable},
+        ReadBackCase{"UnlistedIndex", "0-1/regs", 0, 2, 0x40, 0, false, "", status::kNotWritable},
+        // DFT capability at 5: its pin register (relative 4) has the EEPROM's data out.
+        ReadBackCase{"PinRegisterDataOut", "0-1/regs", 0, 2, 0x9, 0x08, false, "", status::kSuccess},
+        ReadBackCase{"PinRegisterDataIn", "0-1/regs", 0, 2, 0x9, 0x04, false, "", status::kNotWritable},
+        ReadBackCase{"PinRegisterChipSelect", "0-1/regs", 0, 2, 0x9, 0x10, false, "", status::kNotWritable},
+        ReadBackCase{"DftOtherRegisterDataOutBit", "0-1/regs", 0, 2, 0x8, 0x08, false, "", status::kNotWritable},
+        ReadBackCase{"LinkControllerMailbox", "0-1/regs", 0, 2, 0x40, 0xc0000000, false,
+                     "0x0040    0 0x05 0x06 0x00000000\n", status::kSuccess},
+        ReadBackCase{"OtherVendorCapability", "0-1/regs", 0, 2, 0x40, 0x1, false,
+                     "0x0040    0 0x05 0x07 0x00000000\n", status::kNotWritable},
+        ReadBackCase{"Counter", "0-1/port10/counters", 10, 3, 0x0, 0xffff, false,
+                     "# offset relative_offset counter_id value\n0x0000    0 0x00 0x00000000\n", status::kSuccess},
+        ReadBackCase{"UnparsableFile", "0-1/port10/counters", 10, 3, 0x0, 0, false, "garbage\n", status::kNotWritable}),
+    [](const ::testing::TestParamInfo<ReadBackCase>& info) { return std::string(info.param.name); });
+
 TEST(LinuxWrites, ReadOnlyFileWritesNothing) {
   ScopedLinuxHost host("chain", {}, [](const std::string& root) {
     std::filesystem::permissions(root + "/sys/kernel/debug/thunderbolt/0-1/regs", std::filesystem::perms::owner_read);
-  });
+  }, linux_host::TreeKind::kThisMachine);
   EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configWriteWithRouterID(0, 0x1, 0, 2, 0x9, 1),
             status::kUnsupported);
   EXPECT_TRUE(host.files().writes.empty());
 }
 
 TEST(LinuxWrites, LongWritesGoInChunksOfWholeLines) {
-  ScopedLinuxHost host;
+  // A register file that lists 300 double words, so that each can be read back.
+  ScopedLinuxHost host("chain", {}, [](const std::string& root) {
+    std::ofstream regs(root + "/sys/kernel/debug/thunderbolt/0-1/regs", std::ios::trunc);
+    for (unsigned i = 0; i < 300; ++i) regs << textf("0x%04x %4u 0x00 0x00 0x00000000\n", i, i);
+  }, linux_host::TreeKind::kThisMachine);
   std::unique_ptr<ControllerPlugIn> plugIn;
   ASSERT_EQ(platform().controllerDriver().createPlugIn(registry().matching(kControllerClass).at(0), plugIn),
             status::kSuccess);

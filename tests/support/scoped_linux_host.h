@@ -16,6 +16,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -26,9 +27,11 @@
 
 namespace tbt::test {
 
-/// Files that count every read, record every write and fail chosen paths.
+/// Files that count every read, record every write and fail chosen paths
+/// (the host's own paths, "/sys/kernel/debug/...").
 class CountingFiles : public linux_host::LinuxFiles {
  public:
+  explicit CountingFiles(const std::string& root) : LinuxFiles(root) {}
   struct Write {
     std::string path;
     std::vector<std::string> chunks;
@@ -44,8 +47,10 @@ class CountingFiles : public linux_host::LinuxFiles {
     writes.push_back({path, chunks});
     auto failure = failures.find(path);
     if (failure != failures.end()) return failure->second;
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
+    std::string real;
+    const int error = LinuxFiles::read(path, 1 << 20, real);
+    if (error != 0) return error;
+    std::stringstream text(real);
     std::vector<std::string> rows;
     for (std::string row; std::getline(text, row);) rows.push_back(row);
     for (const std::string& chunk : chunks) {
@@ -53,13 +58,15 @@ class CountingFiles : public linux_host::LinuxFiles {
       for (std::string line; std::getline(lines, line);) {
         unsigned offset = 0, value = 0;
         if (std::sscanf(line.c_str(), "%x %x", &offset, &value) != 2) return 0;  // the kernel stops there
+        if (ignored.count(path)) continue;
+        value ^= flips.count(path) ? flips.at(path) : 0;
         for (std::string& row : rows)
           if (!row.empty() && row[0] == '0' && row.find('<') == std::string::npos &&
               std::stoul(row, nullptr, 16) == offset)
             row = row.substr(0, row.rfind(' ') + 1) + textf("0x%08x", value);
       }
     }
-    std::ofstream out(path, std::ios::trunc);
+    std::ofstream out(root() + path, std::ios::trunc);
     for (const std::string& row : rows) out << row << "\n";
     return 0;
   }
@@ -71,6 +78,8 @@ class CountingFiles : public linux_host::LinuxFiles {
   void resetReads() { reads_.clear(); }
 
   std::map<std::string, int> failures;  // path -> errno
+  std::set<std::string> ignored;        // writes the device takes without effect
+  std::map<std::string, uint32_t> flips;  // bits the device changes as it takes a write
   std::vector<Write> writes;
 
  private:
@@ -80,20 +89,23 @@ class CountingFiles : public linux_host::LinuxFiles {
 class ScopedLinuxHost {
  public:
   /// Copies fixtures/linux/<fixture>; prepare (when given) edits the copy,
-  /// failures (debugfs-relative path -> errno) fail those files' reads and writes.
+  /// failures (debugfs-relative path -> errno) fail those files' reads and
+  /// writes. kind: kThisMachine to take writes as this machine's host does
+  /// (its shell then runs commands here: tests that take writes run none).
   explicit ScopedLinuxHost(const std::string& fixture = "chain", const std::map<std::string, int>& failures = {},
-                           const std::function<void(const std::string& root)>& prepare = nullptr) {
+                           const std::function<void(const std::string& root)>& prepare = nullptr,
+                           linux_host::TreeKind kind = linux_host::TreeKind::kCopy) {
     std::string pattern = (std::filesystem::temp_directory_path() / "tbt-linux-XXXXXX").string();
     if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp");
     root_ = pattern;
     std::filesystem::copy(std::string(TBT_FIXTURES_DIR) + "/linux/" + fixture, root_,
-                          std::filesystem::copy_options::recursive);
+                          std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
     if (prepare) prepare(root_);
-    auto files = std::make_unique<CountingFiles>();
+    auto files = std::make_unique<CountingFiles>(root_);
     files_ = files.get();
     for (const auto& [path, error] : failures) files_->failures[debugfs(path)] = error;
     std::string error;
-    auto opened = linux_host::openLinuxHost(root_, &error, std::move(files));
+    auto opened = linux_host::openLinuxHost(std::move(files), kind, &error);
     if (!opened) ADD_FAILURE() << error;
     platform_ = opened.get();
     previous_ = installPlatform(std::move(opened));
@@ -107,10 +119,12 @@ class ScopedLinuxHost {
   ScopedLinuxHost& operator=(const ScopedLinuxHost&) = delete;
 
   const std::string& root() const { return root_; }
-  /// A path below the copy's debugfs folder: debugfs("0-1/port10/regs").
+  /// The host's path of a file in its debugfs folder: debugfs("0-1/port10/regs").
   std::string debugfs(const std::string& relative) const {
-    return linux_host::debugfsDirectory(root_) + "/" + relative;
+    return std::string(linux_host::kDebugfsDirectory) + "/" + relative;
   }
+  /// Where that file lies in the copy.
+  std::string file(const std::string& hostPath) const { return root_ + hostPath; }
   CountingFiles& files() { return *files_; }
   linux_host::LinuxPlatform& platform() { return *platform_; }
 

@@ -1,0 +1,230 @@
+// Crafted copies of a host: the file layer resolves every path inside the
+// tree's root (links inside work, links out lead nowhere), opens only regular
+// files, and a copied tree takes no write and runs no command.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "../cli/tbkit_run.h"
+#include "kernel/user_client_manager.h"
+#include "support/scoped_linux_host.h"
+
+namespace tbt::test {
+namespace {
+
+namespace fs = std::filesystem;
+using linux_host::kNotRegularFile;
+using linux_host::Resolution;
+
+constexpr const char* kRegs = "/sys/kernel/debug/thunderbolt/0-1/regs";
+constexpr const char* kOutsideText = "outside\n";
+
+std::string slurp(const std::string& path) {
+  std::stringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+// A fixture copy (root) beside a folder the tree must never reach (outside).
+struct Sandbox {
+  std::string base, root, outside;
+  Sandbox() {
+    std::string pattern = (fs::temp_directory_path() / "tbt-tree-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp");
+    base = pattern;
+    root = base + "/root";
+    outside = base + "/outside";
+    fs::copy(std::string(TBT_FIXTURES_DIR) + "/linux/chain", root,
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    fs::create_directories(outside);
+    std::ofstream(outside + "/regs") << kOutsideText;
+  }
+  ~Sandbox() {
+    std::error_code ignored;
+    fs::remove_all(base, ignored);
+  }
+  std::string regs() const { return root + kRegs; }
+  void replaceRegs() const { fs::remove(regs()); }
+};
+
+struct CraftCase {
+  const char* name;
+  std::function<bool(const Sandbox&)> craft;  // false: this machine cannot make it
+  int error;                                  // of a read and of a write; 0: both work
+};
+
+class CraftedTree : public ::testing::TestWithParam<std::tuple<CraftCase, Resolution>> {};
+
+TEST_P(CraftedTree, ResolvesInsideTheRootAndOpensOnlyRegularFiles) {
+  const auto& [c, resolution] = GetParam();
+  Sandbox box;
+  if (!c.craft(box)) GTEST_SKIP() << "cannot craft this here";
+  linux_host::LinuxFiles files(box.root);
+  files.setResolution(resolution);
+  std::string text;
+  EXPECT_EQ(files.read(kRegs, 1 << 20, text), c.error);
+  EXPECT_EQ(files.write(kRegs, {"0x0009 0x00000000\n"}), c.error);
+  if (c.error == 0) {
+    EXPECT_NE(text.find("0x0009"), std::string::npos) << "the linked-to register file";
+  }
+  EXPECT_EQ(slurp(box.outside + "/regs"), kOutsideText) << "nothing outside the root is written";
+}
+
+bool link(const std::string& target, const std::string& at) {
+  fs::remove(at);
+  fs::create_symlink(target, at);
+  return true;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CraftedTree,
+    ::testing::Combine(
+        ::testing::Values(
+            CraftCase{"AbsoluteLinkOut", [](const Sandbox& b) { return link(b.outside + "/regs", b.regs()); },
+                      ENOENT},
+            // Five levels lead to the root, the sixth would leave it: ".." stops there.
+            CraftCase{"RelativeLinkClimbsOut",
+                      [](const Sandbox& b) { return link("../../../../../../outside/regs", b.regs()); }, ENOENT},
+            CraftCase{"RouterFolderLinkedOut",
+                      [](const Sandbox& b) {
+                        const std::string folder = b.root + "/sys/kernel/debug/thunderbolt/0-1";
+                        fs::remove_all(folder);
+                        return link(b.outside, folder);
+                      },
+                      ENOENT},
+            CraftCase{"RelativeLinkInside", [](const Sandbox& b) { return link("../0-301/regs", b.regs()); }, 0},
+            CraftCase{"AbsoluteLinkInside",
+                      [](const Sandbox& b) { return link("/sys/kernel/debug/thunderbolt/0-301/regs", b.regs()); }, 0},
+            CraftCase{"DeviceLinkedByAbsolutePath", [](const Sandbox& b) { return link("/dev/null", b.regs()); },
+                      ENOENT},
+            CraftCase{"LinkLoop",
+                      [](const Sandbox& b) { return link("regs2", b.regs()) && link("regs", b.regs() + "2"); },
+                      ELOOP},
+            CraftCase{"Fifo", [](const Sandbox& b) { return b.replaceRegs(), ::mkfifo(b.regs().c_str(), 0600) == 0; },
+                      kNotRegularFile},
+            CraftCase{"Directory", [](const Sandbox& b) { return b.replaceRegs(), fs::create_directory(b.regs()); },
+                      kNotRegularFile},
+            CraftCase{"Socket",
+                      [](const Sandbox& b) {
+                        b.replaceRegs();
+                        sockaddr_un address{};
+                        address.sun_family = AF_UNIX;
+                        if (b.regs().size() >= sizeof address.sun_path) return false;
+                        b.regs().copy(address.sun_path, b.regs().size());
+                        int s = ::socket(AF_UNIX, SOCK_STREAM, 0);
+                        bool made = ::bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+                        ::close(s);
+                        return made;
+                      },
+                      kNotRegularFile},
+            CraftCase{"CharacterDevice",
+                      [](const Sandbox& b) {
+                        b.replaceRegs();
+                        return ::mknod(b.regs().c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0;  // as /dev/null
+                      },
+                      kNotRegularFile}),
+        ::testing::Values(Resolution::kKernel, Resolution::kWalk)),
+    [](const auto& info) {
+      return std::string(std::get<0>(info.param).name) +
+             (std::get<1>(info.param) == Resolution::kKernel ? "Kernel" : "Walk");
+    });
+
+// The fixture's devices folder holds links into sys/devices, as sysfs does:
+// the scan follows them inside the tree with either resolution.
+TEST(CraftedTree, DeviceLinksInsideTheTreeWork) {
+  Sandbox box;
+  ASSERT_TRUE(fs::is_symlink(box.root + "/sys/bus/thunderbolt/devices/0-1"));
+  for (Resolution r : {Resolution::kKernel, Resolution::kWalk}) {
+    linux_host::LinuxFiles files(box.root);
+    files.setResolution(r);
+    std::string uevent;
+    EXPECT_EQ(files.read("/sys/bus/thunderbolt/devices/0-301/uevent", 4096, uevent), 0);
+    EXPECT_NE(uevent.find("DEVTYPE=thunderbolt_device"), std::string::npos);
+  }
+}
+
+// What a copied tree answers to the programs: one line for a write, nothing
+// written, no command run, and a FIFO read refused at once.
+struct CopyCase {
+  const char* name;
+  std::function<void(const Sandbox&)> craft;
+  std::vector<std::string> args;  // "ROOT" stands for the copy's root
+  int status;
+  std::string err;
+};
+
+class CopiedTree : public ::testing::TestWithParam<CopyCase> {};
+
+TEST_P(CopiedTree, IsASnapshot) {
+  const CopyCase& c = GetParam();
+  Sandbox box;
+  if (c.craft) c.craft(box);
+  const std::string before = fs::is_regular_file(box.regs()) ? slurp(box.regs()) : "";
+  std::vector<std::string> args;
+  for (std::string a : c.args) {
+    if (size_t at = a.find("ROOT"); at != std::string::npos) a.replace(at, 4, box.root);
+    args.push_back(a);
+  }
+  std::string err = c.err;
+  if (size_t at = err.find("ROOT"); at != std::string::npos) err.replace(at, 4, box.root);
+  const cli::Outcome o = cli::tbkit(args);
+  EXPECT_EQ(o.status, c.status);
+  EXPECT_EQ(o.err, err);
+  if (fs::is_regular_file(box.regs())) {
+    EXPECT_EQ(slurp(box.regs()), before) << "the copy is never written";
+  }
+}
+
+const std::string kCopyLine =
+    ": ROOT is a copy of a host: nothing is written to it (capture it with tbkit capture and try writes on the "
+    "simulated host)\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CopiedTree,
+    ::testing::Values(
+        CopyCase{"Write",
+                 nullptr,
+                 {"write", "--host=linux:ROOT", "--route", "0x1", "--space", "device", "--index", "9", "--value", "1"},
+                 1,
+                 "tbkit write" + kCopyLine},
+        CopyCase{"EepromWrite",
+                 nullptr,
+                 {"eeprom", "write", "--host=linux:ROOT", "--route", "0x1", "--offset", "0", "--data", "00"},
+                 1,
+                 "tbkit eeprom write" + kCopyLine},
+        CopyCase{"WriteThroughALinkOut",
+                 [](const Sandbox& b) { link(b.outside + "/regs", b.regs()); },
+                 {"write", "--host=linux:ROOT", "--route", "0x1", "--space", "device", "--index", "9", "--value", "1"},
+                 1,
+                 "tbkit write" + kCopyLine},
+        CopyCase{"FifoRead",
+                 [](const Sandbox& b) { b.replaceRegs(), ::mkfifo(b.regs().c_str(), 0600); },
+                 {"read", "--host=linux:ROOT", "--route", "0x1", "--space", "device", "--index", "0"},
+                 1,
+                 "tbkit read: reading index 0x0: 0xe00002ce (not readable)\n"}),
+    [](const ::testing::TestParamInfo<CopyCase>& info) { return std::string(info.param.name); });
+
+TEST(CopiedTree, RunsNoCommand) {
+  ScopedLinuxHost host;
+  const std::string marker = host.root() + "/ran";
+  ::testing::internal::CaptureStderr();
+  const int status = platform().host().shell("touch " + marker);
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(status, 0);
+  EXPECT_FALSE(fs::exists(marker));
+  EXPECT_NE(log.find("Command not run for a copy of a host: 'touch " + marker + "'"), std::string::npos) << log;
+  EXPECT_EQ(ThunderboltUserClientManager::sharedInstance().configWriteWithRouterID(0, 0x1, 0, 2, 0x9, 1),
+            status::kNotPermitted);
+  EXPECT_TRUE(host.files().writes.empty());
+}
+
+}  // namespace
+}  // namespace tbt::test
