@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/temp_dir.h"
 #include "cli/tbkit_main.h"
 #include "platform/text.h"
 
@@ -158,7 +159,8 @@ class JsonOutput : public ::testing::TestWithParam<JsonCase> {};
 TEST_P(JsonOutput, StatesWhatTheTextSays) {
   std::vector<std::string> args = GetParam().args;
   // CORRUPT: a copy of a valid image with one UID byte changed.
-  const std::string corrupt = (std::filesystem::temp_directory_path() / "json_output_test_corrupt.bin").string();
+  const test::TempDir folder;
+  const std::string corrupt = folder / "corrupt.bin";
   for (std::string& arg : args) {
     if (arg != "CORRUPT") continue;
     std::filesystem::copy_file(kCorpus + "lane6-pcie4-dp3.bin", corrupt,
