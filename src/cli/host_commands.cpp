@@ -71,7 +71,7 @@ std::string hostFileToSave(const std::vector<char*>& args, const char* source, s
   std::optional<HostRequest> request = takeHostRequest(copy, std::getenv(kHostEnvironmentVariable), &error);
   if (!request) return error;
   if (request->kind != HostRequest::Kind::SimFile)
-    return textf("%s needs a simulated host file to write to (--host=sim:FILE)", source);
+    return textf("%s needs a simulated host file to write back to (--host=sim:FILE)", source);
   *file = request->file;
   return std::string();
 }

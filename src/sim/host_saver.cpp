@@ -43,6 +43,19 @@ json memoryObject(const ByteMemory& m) {
               {"bytes", byteRuns(m)}};
 }
 
+// A memory's object, its size and fill kept as the file spells them.
+void saveMemory(const ByteMemory& m, json& out) {
+  json saved = memoryObject(m);
+  for (const char* key : {"size", "fill"}) {
+    JsonReader quiet;
+    uint64_t was = 0, now = 0;
+    if (out.is_object() && out.contains(key) && quiet.number(out[key], "", was) &&
+        quiet.number(saved[key], "", now) && was == now)
+      saved[key] = out[key];
+  }
+  out = std::move(saved);
+}
+
 // The key of object whose number (decimal or 0x-hex) is n; null when none.
 json* numberedKey(json& object, uint64_t n) {
   for (auto& [k, v] : object.items()) {
@@ -97,8 +110,8 @@ void saveRouter(const Router& r, json& out) {
     if (json* portDoc = out.contains("ports") ? numberedKey(out["ports"], port) : nullptr)
       saveRegistryNumbers(r.portRegistry(port), *portDoc);
   if (r.unlistedStatus()) out["unlisted-status"] = textf("0x%08x", *r.unlistedStatus());
-  if (r.eeprom()) out["eeprom"] = memoryObject(*r.eeprom());
-  if (r.nvm()) out["nvm"] = memoryObject(*r.nvm());
+  if (r.eeprom()) saveMemory(*r.eeprom(), out["eeprom"]);
+  if (r.nvm()) saveMemory(*r.nvm(), out["nvm"]);
   if (!r.lcMemory().empty() || out.contains("lc-memory")) {
     json words = json::object();
     for (auto [address, word] : r.lcMemory().words()) words[textf("0x%x", address)] = textf("0x%08x", word);
