@@ -79,17 +79,18 @@ std::string hostFileToSave(const std::vector<char*>& args, const char* source, s
 std::string HostFileKeeper::remember(const std::string& path) {
   path_ = path;
   std::string reason = readRegularFile(path, sim::kMaxHostFileSize, text_);
-  return reason.empty() ? reason : textf("%s: cannot read the file: %s", path.c_str(), reason.c_str());
+  return reason.empty() ? reason
+                        : textf("%s: cannot read the file: %s", escapeControls(path).c_str(), reason.c_str());
 }
 
 std::string HostFileKeeper::save(sim::SimHost& host, std::string& report) const {
   std::string now;
   if (!readRegularFile(path_, sim::kMaxHostFileSize, now).empty() || now != text_)
-    return textf("%s: changed by someone else during the run; not saved", path_.c_str());
+    return textf("%s: changed by someone else during the run; not saved", escapeControls(path_).c_str());
   if (host.restartRequested()) report += sim::restartHost(host);
   std::string error;
   if (!sim::saveHostFile(host, path_, &error)) return error;
-  appendf(report, "saved the simulated host to %s\n", path_.c_str());
+  appendf(report, "saved the simulated host to %s\n", escapeControls(path_).c_str());
   return std::string();
 }
 

@@ -22,7 +22,7 @@ constexpr int kSaveFailed = 1;
 
 // The help text; %g is the version.
 constexpr const char* kUsage =
-    "Usage: updatechecker [--host=sim[:FILE] | --host=linux[:ROOT]] [options]\n"
+    "Usage: updatechecker [--host=sim[:FILE] [--save-host] | --host=linux[:ROOT]] [options]\n"
     "       updatechecker [--host=...] -b [options] UTILITY PAYLOAD0 PAYLOAD1\n"
     "\n"
     "Update Checker version %g.\n"
