@@ -1,6 +1,7 @@
 #include "cli/tbkit_main.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <optional>
@@ -9,6 +10,7 @@
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
+#include "cli/host_commands.h"
 #include "cli/log_echo.h"
 #include "cli/report_commands.h"
 #include "cli/topology_commands.h"
@@ -25,6 +27,7 @@ constexpr const char* kProgram = "tbkit";
 const CommandFamily* const kFamilies[] = {
     &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(), &writeFamily(),
     &iecsFamily(),  &eepromFamily(), &nvmFamily(), &reportFamily(), &captureFamily(),
+    &hostFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
@@ -38,13 +41,17 @@ const OptionSpec kHostOption = {.name = "host",
                                     "the host: the built-in simulated host, one described by FILE, this "
                                     "Linux machine or a copy of its /sys below ROOT (default: $TBT_HOST, "
                                     "else this machine)"};
+// Taken out of the arguments with --host (see takeSaveHostRequest); listed for help.
+const OptionSpec kSaveHostSpec = {.name = "save-host",
+                                  .help = "write the simulated host's state back to FILE at the end, after the "
+                                          "restart the run asked for (also TBT_SAVE_HOST=1)"};
 const OptionSpec kHardwareTimeOption = {.name = "hardware-time",
                                         .shortName = 'V',
                                         .help = "then the simulated hardware time and accesses, on standard error"};
 
 std::vector<OptionSpec> optionsOf(const Command& command) {
   std::vector<OptionSpec> options(command.options.begin(), command.options.end());
-  if (command.needsHost) options.insert(options.end(), {kHostOption, kHardwareTimeOption});
+  if (command.needsHost) options.insert(options.end(), {kHostOption, kSaveHostSpec, kHardwareTimeOption});
   options.insert(options.end(), std::begin(kCommonOptions), std::end(kCommonOptions));
   return options;
 }
@@ -104,14 +111,29 @@ const Command* findCommand(const CommandFamily& family, std::string_view name) {
   return nullptr;
 }
 
-// Takes --host out of args and loads the host it names; installs it for
-// the command's run, and the previous platform comes back when the guard ends.
+// Takes --host and --save-host out of args and loads the host they name;
+// installs it for the command's run, and the previous platform comes back
+// when the guard ends.
 class HostGuard {
  public:
-  std::string load(std::vector<std::string>& args) {
+  /// save: the command saves whatever the options say.
+  std::string load(std::vector<std::string>& args, bool save) {
     std::vector<char*> raw{const_cast<char*>(kProgram)};
     for (std::string& arg : args) raw.push_back(arg.data());
     std::string error;
+    const char* environment = std::getenv(kSaveHostEnvironmentVariable);
+    std::optional<bool> asked = takeSaveHostRequest(raw, environment, &error);
+    if (!asked) return error;
+    saving_ = save || *asked;
+    if (saving_) {
+      const char* source = save ? "this command"
+                           : args.size() + 1 != raw.size() ? kSaveHostOption
+                                                           : "TBT_SAVE_HOST=1";
+      std::string file;
+      error = hostFileToSave(raw, source, &file);
+      if (error.empty()) error = keeper_.remember(file);
+      if (!error.empty()) return error;
+    }
     std::optional<ChosenHost> chosen = chooseHost(raw, &error);
     if (!chosen) return error;
     args.assign(raw.begin() + 1, raw.end());
@@ -130,13 +152,24 @@ class HostGuard {
     if (installed_) installPlatform(std::move(previous_));
   }
   /// The installed machine when it is simulated, else null.
-  const sim::SimHost* sim() const { return sim_; }
+  sim::SimHost* sim() const { return sim_; }
+  /// Ends a run that saves: the restart asked for, then the host written
+  /// back (what that printed goes to out). "" or a one-line error.
+  std::string finish(std::ostream& out) {
+    if (!saving_ || !sim_) return std::string();
+    std::string report;
+    std::string error = keeper_.save(*sim_, report);
+    out << report;
+    return error;
+  }
 
  private:
   std::unique_ptr<Platform> loaded_;
   std::unique_ptr<Platform> previous_;
-  const sim::SimHost* sim_ = nullptr;
+  sim::SimHost* sim_ = nullptr;
   bool installed_ = false;
+  bool saving_ = false;
+  HostFileKeeper keeper_;
 };
 
 int runCommand(const CommandFamily& family, const Command& command, std::vector<std::string> args, std::ostream& out,
@@ -148,7 +181,7 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   }
   HostGuard host;
   if (command.needsHost) {
-    std::string error = host.load(args);
+    std::string error = host.load(args, command.savesHost);
     if (!error.empty()) {
       err << name << ": " << error << "\n";
       return kHostChoiceFailed;
@@ -169,8 +202,10 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
     const std::string refused = platform().writesRefusedBecause();
     if (!refused.empty()) return context.failure(refused);
   }
-  const int status = command.run(context);
+  context.setSimHost(host.sim());
+  int status = command.run(context);
   if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
+  if (std::string saveError = host.finish(out); !saveError.empty()) status = context.failure(saveError);
   return status;
 }
 

@@ -3,8 +3,9 @@
 // A command family is a table of commands; a new family is one file that
 // defines its table and one entry in the family list of tbkit_main.cpp.
 // Every command gets --help and --verbose; a command that needs a host also
-// gets --host (the host choice is made before the command runs) and -V,
-// --hardware-time (the simulated hardware time of the run, on standard error).
+// gets --host (the host choice is made before the command runs), -V,
+// --hardware-time (the simulated hardware time of the run, on standard error)
+// and --save-host (the simulated host written back to its file at the end).
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,10 @@
 
 #include "cli/args.h"
 #include "platform/file_writer.h"
+
+namespace tbt::sim {
+class SimHost;
+}
 
 namespace tbt::cli {
 
@@ -35,6 +40,9 @@ class CommandContext {
   std::ostream& err() { return err_; }
   /// True with --verbose: log lines are shown on the error stream.
   bool verbose() const { return args_.has("verbose"); }
+  /// The simulated machine a command that needs a host runs on, else null.
+  sim::SimHost* simHost() const { return sim_; }
+  void setSimHost(sim::SimHost* machine) { sim_ = machine; }
 
   /// Returns true when error is empty; otherwise reports "--option: error"
   /// as a usage error and returns false (the command then returns kExitUsage).
@@ -61,6 +69,7 @@ class CommandContext {
   const ParsedArgs& args_;
   std::ostream& out_;
   std::ostream& err_;
+  sim::SimHost* sim_ = nullptr;
 };
 
 /// The --rid option of every command that addresses a router.
@@ -89,6 +98,7 @@ struct Command {
   size_t maxOperands = 0;
   bool needsHost = false;  // the command reaches hardware: --host applies
   bool writes = false;     // the command writes to the hardware
+  bool savesHost = false;  // the command always writes its simulated host back (as --save-host does)
   int (*run)(CommandContext& context) = nullptr;
 };
 

@@ -1,11 +1,14 @@
 #include "cli/updatechecker_main.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cli/host_choice.h"
+#include "cli/host_commands.h"
 #include "driver/options.h"
 #include "platform/text.h"
 #include "sim/sim_host.h"
@@ -14,10 +17,12 @@ namespace tbt::cli {
 namespace {
 
 constexpr const char* kProgramName = "updatechecker";
+// The exit status of a run whose host could not be written back.
+constexpr int kSaveFailed = 1;
 
 // The help text; %g is the version.
 constexpr const char* kUsage =
-    "Usage: updatechecker [--host=sim[:FILE] | --host=linux[:ROOT]] [options]\n"
+    "Usage: updatechecker [--host=sim[:FILE] [--save-host] | --host=linux[:ROOT]] [options]\n"
     "       updatechecker [--host=...] -b [options] UTILITY PAYLOAD0 PAYLOAD1\n"
     "\n"
     "Update Checker version %g.\n"
@@ -68,9 +73,14 @@ constexpr const char* kUsage =
     "  --host=linux:ROOT  a copy of a Linux machine's /sys below ROOT\n"
     "  TBT_HOST         the same values, used when --host is not given\n"
     "  With neither, this machine when it has /sys/bus/thunderbolt.\n"
+    "  --save-host      at the end, write the simulated host's state back to FILE\n"
+    "                   (after the restart that -r asked for); a FILE that changed\n"
+    "                   during the run is left alone and the run exits 1\n"
+    "  TBT_SAVE_HOST    1: as --save-host; 0 or unset: do not save\n"
     "\n"
     "Exit status: the low eight bits of the result code (0 on success);\n"
-    "2 when the host cannot be chosen or its file is malformed.\n";
+    "2 when the host cannot be chosen or its file is malformed; 1 when the host\n"
+    "cannot be saved.\n";
 
 bool asksForHelp(const std::vector<char*>& args) {
   for (size_t i = 1; i < args.size(); ++i) {
@@ -90,7 +100,16 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
     return 0;
   }
   std::string error;
-  auto chosen = chooseHost(args, &error);
+  HostFileKeeper keeper;
+  const size_t given = args.size();
+  std::optional<bool> save = takeSaveHostRequest(args, std::getenv(kSaveHostEnvironmentVariable), &error);
+  if (save && *save) {
+    std::string file;
+    error = hostFileToSave(args, args.size() != given ? kSaveHostOption : "TBT_SAVE_HOST=1", &file);
+    if (error.empty()) error = keeper.remember(file);
+  }
+  std::optional<ChosenHost> chosen;
+  if (error.empty()) chosen = chooseHost(args, &error);
   if (!chosen) {
     std::fprintf(stderr, "%s: %s\n", kProgramName, error.c_str());
     return kHostChoiceFailed;
@@ -105,6 +124,15 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   args.push_back(nullptr);  // the argument vector ends with a null entry
   int status = runUpdateChecker(entryArgc, args.data(), calls);
   if (machine && driverFlags().verbose) std::fputs(hardwareTimeText(*machine).c_str(), stderr);
+  if (machine && *save) {
+    std::string report;
+    error = keeper.save(*machine, report);
+    std::fputs(report.c_str(), stdout);
+    if (!error.empty()) {
+      std::fprintf(stderr, "%s: %s\n", kProgramName, error.c_str());
+      status = kSaveFailed;
+    }
+  }
   installPlatform(std::move(previous));
   return status;
 }

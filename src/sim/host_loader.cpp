@@ -2,6 +2,7 @@
 #include "host_loader.h"
 
 #include "platform/text.h"
+#include "sim/boot_selection.h"
 
 namespace tbt::sim {
 
@@ -111,11 +112,35 @@ bool readFaults(JsonReader& in, const json& v, const std::string& path, SimHost&
   return true;
 }
 
+// What the host remembers across runs: the registered boot selection, a
+// restart asked for and not yet made, and the restarts made so far.
+bool readStartState(JsonReader& in, const json& doc, SimHost& host) {
+  return in.optional(doc, "boot-selection", "",
+                     [&](const json& v, const std::string& p) {
+                       std::string line, why;
+                       if (!in.string(v, p, line)) return false;
+                       if (!parseBootSelection(line, &why)) return in.fail(p, why);
+                       host.setScheduledBootEntry(std::move(line));
+                       return true;
+                     }) &&
+         in.optional(doc, "restart-requested", "",
+                     [&](const json& v, const std::string& p) {
+                       bool requested = false;
+                       if (!in.boolean(v, p, requested)) return false;
+                       if (requested) host.requestRestart();
+                       return true;
+                     }) &&
+         in.optional(doc, "restarts", "", [&](const json& v, const std::string& p) {
+           uint64_t count = 0;
+           return in.number(v, p, count) && (host.setRestartCount(count), true);
+         });
+}
+
 }  // namespace
 
 std::unique_ptr<SimHost> loadMachine(const json& doc, JsonReader& in) {
   if (!in.object(doc, "", {"board-id", "rom", "lid-closed", "batteries", "boot-disk", "nvram", "access-latency-us",
-                           "controllers", "faults"}))
+                           "controllers", "faults", "boot-selection", "restart-requested", "restarts"}))
     return nullptr;
   auto host = std::make_unique<SimHost>();
   uint64_t latency = host->accessLatencyMicroseconds();
@@ -125,7 +150,8 @@ std::unique_ptr<SimHost> loadMachine(const json& doc, JsonReader& in) {
   bool ok = readFacts(in, doc, host->facts()) && section("nvram", readNvram) &&
             in.optional(doc, "access-latency-us", "",
                         [&](const json& v, const std::string& p) { return in.number(v, p, latency, UINT32_MAX); }) &&
-            section("controllers", readControllers) && section("faults", readFaults);
+            section("controllers", readControllers) && section("faults", readFaults) &&
+            readStartState(in, doc, *host);
   if (!ok) return nullptr;
   host->setAccessLatencyMicroseconds(latency);
   host->setDocument(doc);

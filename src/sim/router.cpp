@@ -77,6 +77,7 @@ Status Router::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& val
 Status Router::write(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
   if (RegisterModel* model = modelAt(port, space, index)) return model->write(port, space, index, value);
   poke(port, space, index, value);
+  written_.insert(configAddress(port, space, index));
   return status::kSuccess;
 }
 

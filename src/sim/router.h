@@ -99,6 +99,8 @@ class Router {
   Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
   /// A configuration write as the hardware takes it (models first, then the store).
   Status write(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
+  /// The configAddress of every double word that a write (not a poke) stored.
+  const std::set<uint64_t>& writtenRegisters() const { return written_; }
   /// Attaches a register model; later attachments are asked first.
   void attachModel(std::shared_ptr<RegisterModel> model);
   /// The attached model of type Model, or null.
@@ -150,6 +152,7 @@ class Router {
   RegistryOverrides registry_;
   std::map<uint32_t, RegistryOverrides> portRegistry_;
   std::unordered_map<uint64_t, uint32_t> registers_;  // by configAddress
+  std::set<uint64_t> written_;                        // by configAddress
   std::vector<std::shared_ptr<RegisterModel>> models_;
   std::optional<ByteMemory> eeprom_;
   std::optional<ByteMemory> nvm_;

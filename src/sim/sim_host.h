@@ -170,12 +170,18 @@ class SimHost {
   /// The firmware variable store: name -> value bytes.
   std::map<std::string, std::string>& nvram() { return nvram_; }
   const std::map<std::string, std::string>& nvram() const { return nvram_; }
-  /// True once "shutdown -r now" ran (the process goes on).
+  /// True once "shutdown -r now" ran (the process goes on), until the host
+  /// restarts (see restartHost in boot_firmware.h).
   bool restartRequested() const { return restartRequested_; }
   void requestRestart() { restartRequested_ = true; }
+  void clearRestartRequest() { restartRequested_ = false; }
+  /// How many times the host has restarted ("restarts" in the host file).
+  uint64_t restartCount() const { return restartCount_; }
+  void setRestartCount(uint64_t count) { restartCount_ = count; }
   /// The last boot-selection command line registered, if any.
   const std::optional<std::string>& scheduledBootEntry() const { return bootEntry_; }
   void setScheduledBootEntry(std::string commandLine) { bootEntry_ = std::move(commandLine); }
+  void clearScheduledBootEntry() { bootEntry_.reset(); }
 
   // ---- System log and standard output ----------------------------------
   /// Records one log line (a trailing newline is dropped); with echo on it
@@ -234,6 +240,7 @@ class SimHost {
   std::string shellOutput_;
   std::map<std::string, std::string> nvram_;
   bool restartRequested_ = false;
+  uint64_t restartCount_ = 0;
   std::optional<std::string> bootEntry_;
   std::vector<std::string> logLines_;
   std::string printed_;

@@ -11,12 +11,6 @@
 
 namespace tbt::sim {
 
-namespace {
-// A host file describes a few routers with their memories; even a full 1 MB
-// NVM image written out in hex stays far below this.
-constexpr size_t kMaxHostFileSize = 16u << 20;
-}  // namespace
-
 SimPlatform::SimPlatform(std::unique_ptr<SimHost> host)
     : host_(std::move(host)),
       registry_(std::make_unique<SimRegistry>(*host_)),

@@ -48,7 +48,11 @@ class SimPlatform : public tbt::Platform {
 /// e.g. "controllers[0].routers[2].route: no router at route 0x3 to hang from".
 std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error);
 
-/// Loads a host file (a regular file of at most 16 MB); errors are prefixed
+/// A host file describes a few routers with their memories; even a full 1 MB
+/// NVM image written out in hex stays far below this.
+inline constexpr size_t kMaxHostFileSize = 16u << 20;
+
+/// Loads a host file (a regular file of at most kMaxHostFileSize bytes); errors are prefixed
 /// with the file name ("FILE: ...", "FILE: cannot read the file: REASON").
 std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* error);
 
