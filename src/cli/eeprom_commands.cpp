@@ -103,7 +103,7 @@ const Command kEepromCommands[] = {
     {.name = "read", .summary = "read bytes of a switch's EEPROM, each read twice until both agree",
      .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
                 "at 0xFFFF. Numbers are decimal or 0x-hex.\n",
-     .options = kReadOptions, .needsHost = true, .run = runEepromRead},
+     .options = kReadOptions, .needsHost = true, .writes = true, .run = runEepromRead},
     {.name = "write", .summary = "write bytes to a switch's EEPROM, each read back",
      .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
                 "at 0xFFFF. A simulated host keeps the change for this run only.\n",
@@ -115,7 +115,7 @@ const Command kNvmCommands[] = {
      .details = "Reads through the link controller's NVM mailbox in 64-byte requests; a switch\n"
                 "without a link controller is read from its EEPROM instead. The mailbox takes\n"
                 "dword-aligned addresses. Numbers are decimal or 0x-hex.\n",
-     .options = kReadOptions, .needsHost = true, .run = runNvmRead},
+     .options = kReadOptions, .needsHost = true, .writes = true, .run = runNvmRead},
 };
 
 const CommandFamily kEepromFamily = {"eeprom", "a switch's serial EEPROM: verified reads and writes", kEepromCommands};

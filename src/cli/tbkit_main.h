@@ -97,7 +97,7 @@ struct Command {
   size_t minOperands = 0;
   size_t maxOperands = 0;
   bool needsHost = false;  // the command reaches hardware: --host applies
-  bool writes = false;     // the command writes to the hardware
+  bool writes = false;     // the command writes registers (to drive pins or a mailbox, too)
   bool savesHost = false;  // the command always writes its simulated host back (as --save-host does)
   int (*run)(CommandContext& context) = nullptr;
 };

@@ -200,6 +200,12 @@ INSTANTIATE_TEST_SUITE_P(
                  {"eeprom", "write", "--host=linux:ROOT", "--route", "0x1", "--offset", "0", "--data", "00"},
                  1,
                  "tbkit eeprom write" + kCopyLine},
+        // Reading the EEPROM drives its pins, reading the NVM a mailbox: both write.
+        CopyCase{"EepromRead",
+                 nullptr,
+                 {"eeprom", "read", "--host=linux:ROOT", "--route", "0x1", "--offset", "0", "--length", "1"},
+                 1,
+                 "tbkit eeprom read" + kCopyLine},
         CopyCase{"WriteThroughALinkOut",
                  [](const Sandbox& b) { link(b.outside + "/regs", b.regs()); },
                  {"write", "--host=linux:ROOT", "--route", "0x1", "--space", "device", "--index", "9", "--value", "1"},
