@@ -181,6 +181,24 @@ bool CommandContext::number(std::string_view option, uint64_t maxValue, uint64_t
   return text == nullptr || checkOption(option, parseNumber(*text, maxValue, value));
 }
 
+bool CommandContext::blockSize(std::string_view option, std::string_view startOption, uint64_t start,
+                               const AddressSpace& space, uint64_t& size) {
+  uint64_t parsed = size;
+  if (!number(option, UINT64_MAX, parsed) || !blockFits(option, parsed, startOption, start, space)) return false;
+  size = parsed;
+  return true;
+}
+
+bool CommandContext::blockFits(std::string_view option, uint64_t size, std::string_view startOption, uint64_t start,
+                               const AddressSpace& space) {
+  if (start <= space.size && size <= space.size - start) return true;
+  usageError(textf("--%.*s: at most 0x%llx from --%.*s 0x%llx (%s)", static_cast<int>(option.size()), option.data(),
+                   static_cast<unsigned long long>(start < space.size ? space.size - start : 0),
+                   static_cast<int>(startOption.size()), startOption.data(), static_cast<unsigned long long>(start),
+                   space.why));
+  return false;
+}
+
 bool CommandContext::hexBytes(std::string_view option, size_t maxCount, std::vector<uint8_t>& bytes) {
   const std::string* text = args_.value(option);
   if (text == nullptr) return true;

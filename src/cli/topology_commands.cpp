@@ -112,7 +112,6 @@ constexpr std::array<SpaceName, 4> kSpaceNames = {
     {{"path", kPathSpace}, {"port", kPortSpace}, {"device", kDeviceSpace}, {"counter", kCounterSpace}}};
 
 constexpr uint64_t kMaxAdapter = 63;
-constexpr uint64_t kMaxCount = 0x2000;
 
 // The double word the options name (--space, --port, --index) and where the
 // access goes (--route, --via-parent or --iecs-route).
@@ -163,7 +162,8 @@ bool chooseAccess(CommandContext& context, Access& access) {
   if (!space) return context.checkOption("space", textf("'%s' is not device, port, path or counter", name.c_str()));
   uint64_t port = 0;
   uint64_t index = 0;
-  if (!context.number("port", kMaxAdapter, port) || !context.number("index", UINT32_MAX, index)) return false;
+  if (!context.number("port", kMaxAdapter, port) || !context.number("index", kConfigurationSpace.size - 1, index))
+    return false;
   access.space = space->space;
   access.port = static_cast<uint32_t>(port);
   access.index = static_cast<uint32_t>(index);
@@ -173,7 +173,9 @@ bool chooseAccess(CommandContext& context, Access& access) {
 int runRead(CommandContext& context) {
   Access access;
   uint64_t count = 1;
-  if (!chooseAccess(context, access) || !context.number("count", kMaxCount, count)) return kExitUsage;
+  if (!chooseAccess(context, access) ||
+      !context.blockSize("count", "index", access.index, kConfigurationSpace, count))
+    return kExitUsage;
   if (count == 0) return context.usageError("--count: must be at least 1");
   const bool json = context.args().has(kJsonOption.name);
   std::vector<ReadValue> values;
@@ -210,12 +212,12 @@ constexpr std::array<OptionSpec, 8> kAccessOptions = {{
     kBusOption,
     {.name = "space", .valueName = "device|port|path|counter", .help = "the configuration space", .required = true},
     {.name = "port", .valueName = "P", .help = "the adapter (default 0)"},
-    {.name = "index", .valueName = "I", .help = "the double-word index", .required = true},
+    {.name = "index", .valueName = "I", .help = "the double-word index (below 0x2000)", .required = true},
 }};
 
 constexpr auto kReadOptions = withOptions(
     kAccessOptions,
-    {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"},
+    {{.name = "count", .valueName = "N", .help = "how many double words, from the index up to 0x1fff (default 1)"},
      kJsonOption});
 constexpr auto kWriteOptions = withOptions(
     kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
@@ -230,6 +232,8 @@ constexpr const char* kAccessDetails =
 // ---- tbkit iecs read / write ----
 
 constexpr uint64_t kMaxIecsLength = 64;
+// An IECS device's registers: byte offsets 0x00 to 0xff.
+constexpr AddressSpace kIecsRegisters = {0x100, "an IECS device's registers end at offset 0xff"};
 
 constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
@@ -239,7 +243,7 @@ constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
 }};
 constexpr auto kIecsReadOptions = withOptions(
-    kIecsTargetOptions, {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64)", .required = true}});
+    kIecsTargetOptions, {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64, up to offset 0xff)", .required = true}});
 constexpr auto kIecsWriteOptions = withOptions(
     kIecsTargetOptions,
     {{.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},
@@ -258,7 +262,8 @@ bool chooseIecsTarget(CommandContext& context, IecsTarget& target) {
   uint8_t routerID = 0;
   if (!context.router("route", route, routerID) || !context.number("bus", UINT32_MAX, bus) ||
       !context.number("device", UINT32_MAX, device) || !context.number("offset", 0xFF, offset) ||
-      !context.number("length", kMaxIecsLength, target.length))
+      !context.number("length", kMaxIecsLength, target.length) ||
+      !context.blockFits("length", target.length, "offset", offset, kIecsRegisters))
     return false;
   // The toolkit's IECS transfers report success, with nothing moved, for a
   // router ID that no controller has: make sure there is one.
@@ -286,7 +291,9 @@ int runIecsRead(CommandContext& context) {
 int runIecsWrite(CommandContext& context) {
   IecsTarget target;
   std::vector<uint8_t> bytes;
-  if (!chooseIecsTarget(context, target) || !context.hexBytes("data", kMaxIecsLength, bytes)) return kExitUsage;
+  if (!chooseIecsTarget(context, target) || !context.hexBytes("data", kMaxIecsLength, bytes) ||
+      !context.blockFits("data", bytes.size(), "offset", target.offset, kIecsRegisters))
+    return kExitUsage;
   if (context.args().has("length") && target.length != bytes.size())
     return context.usageError(textf("--length %llu does not match the %zu bytes of --data", ull(target.length),
                                     bytes.size()));
