@@ -50,7 +50,7 @@ int print(CommandContext& context, const char* emptyWhy, const std::function<voi
   RelativeAddressing relative(context.args().has("relative"));
   StreamReportSink sink(context.out());
   report(sink);
-  context.out().flush();
+  if (!context.out().flush()) return kExitFailure;
   uint32_t status = 0;
   if (sink.empty()) return context.failure(emptyWhy);
   if (sink.closesWithError(status)) return context.failure("the report ends with an error: " + describeStatus(status));

@@ -11,6 +11,7 @@
 #include "cli/host_choice.h"
 #include "cli/log_echo.h"
 #include "cli/report_commands.h"
+#include "cli/standard_output.h"
 #include "cli/topology_commands.h"
 #include "platform/file_reader.h"
 #include "platform/text.h"
@@ -163,7 +164,9 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (operands > command.maxOperands)
     return context.usageError(textf("unexpected operand '%s'", parsed.operands()[command.maxOperands].c_str()));
   if (command.needsHost) host.install(context.verbose(), err);
-  const int status = command.run(context);
+  int status = command.run(context);
+  // Output that could not be written fails the command, however it ended.
+  if (!out.flush()) status = kExitFailure;
   if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
   return status;
 }
@@ -223,6 +226,8 @@ int CommandContext::usageError(const std::string& why) {
 }
 
 int CommandContext::failure(const std::string& why) {
+  // Once the output has failed, that failure is the one the program reports.
+  if (!out_) return kExitFailure;
   err_ << name_ << ": " << why << "\n";
   return kExitFailure;
 }
@@ -266,7 +271,10 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
 
 int tbkitMain(int argc, char** argv) {
   std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
-  return runTbkit(args, std::cout, std::cerr);
+  StandardOutputBuffer buffer;
+  std::ostream out(&buffer);
+  const int status = runTbkit(args, out, std::cerr);
+  return finishStandardOutput(kProgram, status, buffer.error(), true);
 }
 
 std::string hexText(std::span<const uint8_t> bytes) {

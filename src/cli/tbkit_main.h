@@ -76,7 +76,8 @@ class CommandContext {
   bool router(std::string_view routeOption, uint64_t& route, uint8_t& routerID);
   /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage.
   int usageError(const std::string& why);
-  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure.
+  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure; prints
+  /// nothing once the output stream has failed (the program reports that).
   int failure(const std::string& why);
 
  private:
@@ -122,10 +123,12 @@ struct CommandFamily {
 };
 
 /// Runs tbkit with args (without the program name), printing to out and err.
-/// Returns the exit status: 0, kExitFailure, or kExitUsage.
+/// A command stops its work once out fails. Returns the exit status: 0,
+/// kExitFailure (also when out has failed), or kExitUsage.
 int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream& err);
 
-/// The program's main: runTbkit on the process's arguments and streams.
+/// The program's main: runTbkit on the process's arguments and streams, then
+/// the check of standard output (see finishStandardOutput).
 int tbkitMain(int argc, char** argv);
 
 /// The bytes as two hex digits each, separated by blanks: "5a 17".

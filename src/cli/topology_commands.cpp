@@ -30,6 +30,7 @@ class TopologyLister {
 
   // One router, its upstream adapter and its other adapters, depth first.
   void router(const RegistryEntry& sw, const std::string& indent) {
+    if (!out_) return;  // the output has failed: stop reading the hardware
     uint64_t route = routeOfEntry(sw);
     uint64_t depth = 0;
     uint64_t uid = 0;
@@ -84,6 +85,7 @@ int runList(CommandContext& context) {
   if (userClients.empty()) return context.failure("no Thunderbolt controller found");
   size_t index = 0;
   for (const auto& userClient : userClients) {
+    if (!context.out()) break;
     const uint8_t routerID = userClient->routerID();
     context.out() << textf("Controller %zu: router ID %u\n", index++, routerID);
     RegistryEntry hostSwitch = utils().switchFromPort(utils().nhiForRouterID(routerID), routerID);
@@ -179,7 +181,7 @@ int runRead(CommandContext& context) {
   if (count == 0) return context.usageError("--count: must be at least 1");
   const bool json = context.args().has(kJsonOption.name);
   std::vector<ReadValue> values;
-  for (uint64_t i = 0; i < count; ++i) {
+  for (uint64_t i = 0; i < count && context.out(); ++i) {
     const uint32_t index = access.index + static_cast<uint32_t>(i);
     uint32_t value = 0;
     const Status s = access.read(access.port, access.space, index, value);

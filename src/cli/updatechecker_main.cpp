@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/host_choice.h"
+#include "cli/standard_output.h"
 #include "driver/options.h"
 #include "platform/text.h"
 #include "sim/sim_host.h"
@@ -87,7 +88,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::vector<char*> args(argv, argv + argc);
   if (asksForHelp(args)) {
     std::fputs(textf(kUsage, kUpdateCheckerVersion, kUpdateCheckerVersion).c_str(), stdout);
-    return 0;
+    return finishStandardOutput(kProgramName, 0, 0, false);
   }
   std::string error;
   auto chosen = chooseHost(args, &error);
@@ -106,7 +107,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   int status = runUpdateChecker(entryArgc, args.data(), calls);
   if (machine && driverFlags().verbose) std::fputs(hardwareTimeText(*machine).c_str(), stderr);
   installPlatform(std::move(previous));
-  return status;
+  return finishStandardOutput(kProgramName, status, 0, false);
 }
 
 }  // namespace tbt::cli
