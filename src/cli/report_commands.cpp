@@ -157,9 +157,15 @@ constexpr std::array<OptionSpec, 5> kRouterOptions = {
 
 constexpr OptionSpec kPort = {.name = "port", .valueName = "P", .help = "the adapter", .required = true};
 constexpr OptionSpec kDeviceIndex = {
-    .name = "index", .valueName = "I", .help = "the device-space index of the capability's header (below 0x2000)", .required = true};
+    .name = "index",
+    .valueName = "I",
+    .help = "the device-space index of the capability's header (below 0x2000)",
+    .required = true};
 constexpr OptionSpec kPortIndex = {
-    .name = "index", .valueName = "I", .help = "the port-space index of the capability's header (below 0x2000)", .required = true};
+    .name = "index",
+    .valueName = "I",
+    .help = "the port-space index of the capability's header (below 0x2000)",
+    .required = true};
 
 constexpr auto kDeviceCapabilityOptions = withOptions(kRouterOptions, {kDeviceIndex});
 constexpr auto kLinkControllerBlockOptions = withOptions(

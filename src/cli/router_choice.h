@@ -19,7 +19,8 @@ inline constexpr OptionSpec kViaParentOption = {
     .name = "via-parent", .valueName = "R", .help = "reach the router through the link controller of route R"};
 inline constexpr OptionSpec kBusOption = {.name = "bus",
                                           .valueName = "B",
-                                          .help = "the link controller's bus; with --via-parent once per level (at most 7)",
+                                          .help = "the link controller's bus; with --via-parent once per level "
+                                                  "(at most 7)",
                                           .repeatable = true};
 
 /// Where the options say the router is.

@@ -150,7 +150,7 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (command.needsHost) {
     std::string error = host.load(args);
     if (!error.empty()) {
-      err << name << ": " << error << "\n";
+      err << name << ": " << escapeControls(error) << "\n";
       return kHostChoiceFailed;
     }
   }
@@ -221,14 +221,14 @@ bool CommandContext::router(std::string_view routeOption, uint64_t& route, uint8
 }
 
 int CommandContext::usageError(const std::string& why) {
-  err_ << name_ << ": " << why << " (see --help)\n";
+  err_ << name_ << ": " << escapeControls(why) << " (see --help)\n";
   return kExitUsage;
 }
 
 int CommandContext::failure(const std::string& why) {
   // Once the output has failed, that failure is the one the program reports.
   if (!out_) return kExitFailure;
-  err_ << name_ << ": " << why << "\n";
+  err_ << name_ << ": " << escapeControls(why) << "\n";
   return kExitFailure;
 }
 
@@ -247,7 +247,7 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
   }
   const CommandFamily* family = findFamily(args[0]);
   if (family == nullptr) {
-    err << kProgram << ": unknown command family '" << args[0] << "' (see tbkit --help)\n";
+    err << kProgram << ": unknown command family '" << escapeControls(args[0]) << "' (see tbkit --help)\n";
     return kExitUsage;
   }
   if (isSingleCommand(*family))
@@ -262,8 +262,8 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
   }
   const Command* command = findCommand(*family, args[1]);
   if (command == nullptr) {
-    err << kProgram << " " << family->name << ": unknown command '" << args[1] << "' (see tbkit " << family->name
-        << " --help)\n";
+    err << kProgram << " " << family->name << ": unknown command '" << escapeControls(args[1]) << "' (see tbkit "
+        << family->name << " --help)\n";
     return kExitUsage;
   }
   return runCommand(*family, *command, std::vector<std::string>(args.begin() + 2, args.end()), out, err);

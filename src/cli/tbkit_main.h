@@ -74,7 +74,9 @@ class CommandContext {
   /// and its controller's router ID from --rid (see kRouterIDOption; 0 when
   /// absent). Returns false after reporting a bad number.
   bool router(std::string_view routeOption, uint64_t& route, uint8_t& routerID);
-  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage.
+  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage. Like
+  /// failure, it passes why through escapeControls: the values that errors
+  /// quote (options, operands, file names, hosts) come from outside.
   int usageError(const std::string& why);
   /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure; prints
   /// nothing once the output stream has failed (the program reports that).

@@ -245,7 +245,8 @@ constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
 }};
 constexpr auto kIecsReadOptions = withOptions(
-    kIecsTargetOptions, {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64, up to offset 0xff)", .required = true}});
+    kIecsTargetOptions,
+    {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64, up to offset 0xff)", .required = true}});
 constexpr auto kIecsWriteOptions = withOptions(
     kIecsTargetOptions,
     {{.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},

@@ -93,7 +93,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::string error;
   auto chosen = chooseHost(args, &error);
   if (!chosen) {
-    std::fprintf(stderr, "%s: %s\n", kProgramName, error.c_str());
+    std::fputs(textf("%s: %s\n", kProgramName, escapeControls(error).c_str()).c_str(), stderr);
     return kHostChoiceFailed;
   }
   if (chosen->sim) {

@@ -76,7 +76,8 @@ INSTANTIATE_TEST_SUITE_P(
     Targets, OutputTarget,
     ::testing::Values(
         TargetCase{"ListFull", {"list", kRich}, Target::FullDevice, kFull, false},
-        TargetCase{"ReadFull", {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
+        TargetCase{"ReadFull",
+                   {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
                    Target::FullDevice, kFull, true},
         TargetCase{"ReportDeviceFull", {"report", "device", "--route", "1", kRich}, Target::FullDevice, kFull, false},
         TargetCase{"ReportAllFull", {"report", "all", kRich}, Target::FullDevice, kFull, true},
