@@ -66,6 +66,8 @@ INSTANTIATE_TEST_SUITE_P(
         LimitCase{"ReadPastTheEnd", {"read", "--route", "1", "--space", "device", "--index", "0x1ff0", "--count",
                                      "17", kRich}, 2, "",
                   "tbkit read: --count: at most 0x10 from --index 0x1ff0" + kSpace},
+        LimitCase{"ReadLastIndex", {"read", "--route", "1", "--space", "port", "--index", "0x1fff", kRich}, 0,
+                  "0x1fff: 0x00000000\n", ""},
         LimitCase{"ReadIndexPastTheEnd", {"read", "--route", "1", "--space", "port", "--index", "0x2000", kRich}, 2,
                   "", "tbkit read: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
         LimitCase{"WriteIndexPastTheEnd",
@@ -94,6 +96,8 @@ INSTANTIATE_TEST_SUITE_P(
         // IECS registers have byte offsets 0 to 0xff.
         LimitCase{"IecsToTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0xf0",
                                    "--length", "16", kRich}, 0, "00 00\n", ""},
+        LimitCase{"IecsShortOfTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset",
+                                        "0xf0", "--length", "15", kRich}, 0, "00 00\n", ""},
         LimitCase{"IecsPastTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset",
                                      "0xf0", "--length", "17", kRich}, 2, "",
                   "tbkit iecs read: --length: at most 0x10 from --offset 0xf0 (an IECS device's registers end at "
