@@ -14,7 +14,6 @@ namespace {
 
 // EEPROM and NVM mailbox addresses are 16 bits wide.
 constexpr uint64_t kMaxAddress = 0xFFFF;
-constexpr uint64_t kMaxLength = 0x10000;
 constexpr uint32_t kDumpRow = 16;
 
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
@@ -30,7 +29,7 @@ bool chooseTarget(CommandContext& context, Target& target) {
   uint64_t route = 0, offset = 0, length = 0;
   uint8_t routerID = 0;
   if (!context.router("route", route, routerID) || !context.number("offset", kMaxAddress, offset) ||
-      !context.number("length", kMaxLength, length))
+      !context.blockSize("length", "offset", offset, kSixteenBitAddresses, length))
     return false;
   target.handle.setRoute(route);
   target.handle.setRouterID(routerID);
@@ -42,7 +41,7 @@ bool chooseTarget(CommandContext& context, Target& target) {
 // Rows of 16 bytes, each led by the address of its first byte.
 void printBytes(std::ostream& out, uint32_t address, std::span<const uint8_t> bytes) {
   for (size_t row = 0; row < bytes.size(); row += kDumpRow)
-    out << textf("0x%04zx: %s\n", (address + row) & kMaxAddress,
+    out << textf("0x%04zx: %s\n", address + row,
                  hexText(bytes.subspan(row, std::min<size_t>(kDumpRow, bytes.size() - row))).c_str());
 }
 
@@ -69,7 +68,9 @@ int runEepromRead(CommandContext& context) {
 int runEepromWrite(CommandContext& context) {
   Target target;
   std::vector<uint8_t> bytes;
-  if (!chooseTarget(context, target) || !context.hexBytes("data", kMaxLength, bytes)) return kExitUsage;
+  if (!chooseTarget(context, target) || !context.hexBytes("data", kSixteenBitAddresses.size, bytes) ||
+      !context.blockFits("data", bytes.size(), "offset", target.offset, kSixteenBitAddresses))
+    return kExitUsage;
   uint8_t dft = 0;
   if (!findEepromPins(context, target, dft)) return kExitFailure;
   const Status s =
@@ -101,12 +102,14 @@ const OptionSpec kWriteOptions[] = {
 
 const Command kEepromCommands[] = {
     {.name = "read", .summary = "read bytes of a switch's EEPROM, each read twice until both agree",
-     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
-                "at 0xFFFF. Numbers are decimal or 0x-hex.\n",
+     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses are\n"
+                "16 bits wide: the bytes read end at 0xFFFF at the latest. Numbers are decimal or\n"
+                "0x-hex.\n",
      .options = kReadOptions, .needsHost = true, .writes = true, .run = runEepromRead},
     {.name = "write", .summary = "write bytes to a switch's EEPROM, each read back",
-     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses wrap\n"
-                "at 0xFFFF. A simulated host keeps the change for this run only.\n",
+     .details = "Drives the EEPROM's pins through the switch's DFT capability. Addresses are\n"
+                "16 bits wide: the bytes written end at 0xFFFF at the latest. A simulated host\n"
+                "keeps the change for this run only.\n",
      .options = kWriteOptions, .needsHost = true, .writes = true, .run = runEepromWrite},
 };
 
@@ -114,7 +117,8 @@ const Command kNvmCommands[] = {
     {.name = "read", .summary = "read bytes of a switch's NVM",
      .details = "Reads through the link controller's NVM mailbox in 64-byte requests; a switch\n"
                 "without a link controller is read from its EEPROM instead. The mailbox takes\n"
-                "dword-aligned addresses. Numbers are decimal or 0x-hex.\n",
+                "dword-aligned addresses, 16 bits wide: the bytes read end at 0xFFFF at the latest.\n"
+                "Numbers are decimal or 0x-hex.\n",
      .options = kReadOptions, .needsHost = true, .writes = true, .run = runNvmRead},
 };
 

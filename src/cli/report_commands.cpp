@@ -15,6 +15,11 @@ namespace {
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
 
 constexpr uint64_t kMaxAdapter = 63;
+// A link controller's number: the link-controller capability counts them in four bits.
+constexpr uint64_t kMaxLinkController = 15;
+// The registers of a link controller's block that its report names, printed
+// whatever the block's length: the block's first index leaves room for them.
+constexpr uint64_t kNamedLinkControllerRegisters = 155;
 
 // The numbers a report takes besides its router; those a command does not
 // take stay 0.
@@ -45,7 +50,7 @@ int print(CommandContext& context, const char* emptyWhy, const std::function<voi
   RelativeAddressing relative(context.args().has("relative"));
   StreamReportSink sink(context.out());
   report(sink);
-  context.out().flush();
+  if (!context.out().flush()) return kExitFailure;
   uint32_t status = 0;
   if (sink.empty()) return context.failure(emptyWhy);
   if (sink.closesWithError(status)) return context.failure("the report ends with an error: " + describeStatus(status));
@@ -59,8 +64,12 @@ int reportOnRouter(CommandContext& context, Report report, const char* emptyWhy 
   RouterChoice choice;
   if (!chooseRouter(context, kRouterWays, choice)) return kExitUsage;
   uint64_t port = 0, index = 0, length = 0, lc = 0;
-  if (!context.number("port", kMaxAdapter, port) || !context.number("index", UINT32_MAX, index) ||
-      !context.number("length", UINT32_MAX, length) || !context.number("lc", UINT32_MAX, lc))
+  // Only the link controller block takes --length.
+  const bool block = context.args().has("length");
+  const uint64_t lastIndex = kConfigurationSpace.size - (block ? kNamedLinkControllerRegisters : 1);
+  if (!context.number("port", kMaxAdapter, port) || !context.number("index", lastIndex, index) ||
+      !context.blockSize("length", "index", index, kConfigurationSpace, length) ||
+      !context.number("lc", kMaxLinkController, lc))
     return kExitUsage;
   const Operands operands = {static_cast<uint32_t>(port), static_cast<uint32_t>(index),
                              static_cast<uint32_t>(length), static_cast<uint32_t>(lc)};
@@ -148,21 +157,31 @@ constexpr std::array<OptionSpec, 5> kRouterOptions = {
 
 constexpr OptionSpec kPort = {.name = "port", .valueName = "P", .help = "the adapter", .required = true};
 constexpr OptionSpec kDeviceIndex = {
-    .name = "index", .valueName = "I", .help = "the device-space index of the capability's header", .required = true};
+    .name = "index",
+    .valueName = "I",
+    .help = "the device-space index of the capability's header (below 0x2000)",
+    .required = true};
 constexpr OptionSpec kPortIndex = {
-    .name = "index", .valueName = "I", .help = "the port-space index of the capability's header", .required = true};
+    .name = "index",
+    .valueName = "I",
+    .help = "the port-space index of the capability's header (below 0x2000)",
+    .required = true};
 
 constexpr auto kDeviceCapabilityOptions = withOptions(kRouterOptions, {kDeviceIndex});
 constexpr auto kLinkControllerBlockOptions = withOptions(
     kRouterOptions,
-    {{.name = "index", .valueName = "I", .help = "the device-space index of the block's first double word",
+    {{.name = "index",
+      .valueName = "I",
+      .help = "the device-space index of the block's first double word (at most 0x1f65: the report names the "
+              "block's first 155 registers)",
       .required = true},
-     {.name = "length", .valueName = "L", .help = "the block's length in double words", .required = true}});
+     {.name = "length", .valueName = "L", .help = "the block's length in double words (up to index 0x1fff)",
+      .required = true}});
 constexpr auto kPortOptions = withOptions(kRouterOptions, {kPort});
 constexpr auto kPortCapabilityOptions = withOptions(kRouterOptions, {kPort, kPortIndex});
 constexpr auto kLinkControllerMemoryOptions = withOptions(
     kRouterOptions,
-    {{.name = "lc", .valueName = "N", .help = "the link controller, from 0 (below the VSEC's LC Count)",
+    {{.name = "lc", .valueName = "N", .help = "the link controller, from 0 (below the VSEC's LC Count, at most 15)",
       .required = true}});
 const OptionSpec kAllOptions[] = {kRelativeOption};
 

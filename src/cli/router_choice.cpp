@@ -30,7 +30,11 @@ bool chooseRouter(CommandContext& context, std::span<const char* const> ways, Ro
       ++given;
     }
   if (given != 1) return refuse(context, "give exactly one of " + optionList(ways, " and "));
-  for (const std::string& text : args.values(kBusOption.name)) {
+  const std::vector<std::string> buses = args.values(kBusOption.name);
+  if (buses.size() > RemoteRouterHandle::kMaxLevels)
+    return context.checkOption(kBusOption.name, textf("at most %u levels (one per hop of a route)",
+                                                      RemoteRouterHandle::kMaxLevels));
+  for (const std::string& text : buses) {
     uint64_t bus = 0;
     if (!context.checkOption(kBusOption.name, parseNumber(text, UINT32_MAX, bus))) return false;
     choice.buses.push_back(static_cast<uint32_t>(bus));

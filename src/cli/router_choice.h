@@ -19,7 +19,8 @@ inline constexpr OptionSpec kViaParentOption = {
     .name = "via-parent", .valueName = "R", .help = "reach the router through the link controller of route R"};
 inline constexpr OptionSpec kBusOption = {.name = "bus",
                                           .valueName = "B",
-                                          .help = "the link controller's bus; with --via-parent once per level",
+                                          .help = "the link controller's bus; with --via-parent once per level "
+                                                  "(at most 7)",
                                           .repeatable = true};
 
 /// Where the options say the router is.
@@ -32,7 +33,8 @@ struct RouterChoice {
 
 /// Reads the router choice of a command whose route options are ways (option
 /// names, "route" first): exactly one of them must be given, --bus only with
-/// one other than --route, and then at least once.
+/// one other than --route, and then at least once and at most once per hop
+/// of a route (RemoteRouterHandle::kMaxLevels).
 /// Returns false after reporting a usage error.
 bool chooseRouter(CommandContext& context, std::span<const char* const> ways, RouterChoice& choice);
 

@@ -17,6 +17,8 @@ class StreamReportSink final : public ReportSink {
  public:
   explicit StreamReportSink(std::ostream& out) : out_(out) {}
   void write(std::string_view text) override;
+  /// True once the stream has failed.
+  bool stopped() const override { return !out_; }
 
   /// True until the first text comes.
   bool empty() const { return !written_; }

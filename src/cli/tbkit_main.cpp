@@ -13,6 +13,7 @@
 #include "cli/host_commands.h"
 #include "cli/log_echo.h"
 #include "cli/report_commands.h"
+#include "cli/standard_output.h"
 #include "cli/topology_commands.h"
 #include "platform/file_reader.h"
 #include "platform/platform.h"
@@ -183,7 +184,7 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   if (command.needsHost) {
     std::string error = host.load(args, command.savesHost);
     if (!error.empty()) {
-      err << name << ": " << error << "\n";
+      err << name << ": " << escapeControls(error) << "\n";
       return kHostChoiceFailed;
     }
   }
@@ -206,6 +207,8 @@ int runCommand(const CommandFamily& family, const Command& command, std::vector<
   int status = command.run(context);
   if (host.sim() && parsed.has(kHardwareTimeOption.name)) err << hardwareTimeText(*host.sim());
   if (std::string saveError = host.finish(out); !saveError.empty()) status = context.failure(saveError);
+  // Output that could not be written fails the command, however it ended.
+  if (!out.flush()) status = kExitFailure;
   return status;
 }
 
@@ -220,6 +223,24 @@ bool CommandContext::checkOption(std::string_view option, const std::string& err
 bool CommandContext::number(std::string_view option, uint64_t maxValue, uint64_t& value) {
   const std::string* text = args_.value(option);
   return text == nullptr || checkOption(option, parseNumber(*text, maxValue, value));
+}
+
+bool CommandContext::blockSize(std::string_view option, std::string_view startOption, uint64_t start,
+                               const AddressSpace& space, uint64_t& size) {
+  uint64_t parsed = size;
+  if (!number(option, UINT64_MAX, parsed) || !blockFits(option, parsed, startOption, start, space)) return false;
+  size = parsed;
+  return true;
+}
+
+bool CommandContext::blockFits(std::string_view option, uint64_t size, std::string_view startOption, uint64_t start,
+                               const AddressSpace& space) {
+  if (start <= space.size && size <= space.size - start) return true;
+  usageError(textf("--%.*s: at most 0x%llx from --%.*s 0x%llx (%s)", static_cast<int>(option.size()), option.data(),
+                   static_cast<unsigned long long>(start < space.size ? space.size - start : 0),
+                   static_cast<int>(startOption.size()), startOption.data(), static_cast<unsigned long long>(start),
+                   space.why));
+  return false;
 }
 
 bool CommandContext::hexBytes(std::string_view option, size_t maxCount, std::vector<uint8_t>& bytes) {
@@ -241,12 +262,14 @@ bool CommandContext::router(std::string_view routeOption, uint64_t& route, uint8
 }
 
 int CommandContext::usageError(const std::string& why) {
-  err_ << name_ << ": " << why << " (see --help)\n";
+  err_ << name_ << ": " << escapeControls(why) << " (see --help)\n";
   return kExitUsage;
 }
 
 int CommandContext::failure(const std::string& why) {
-  err_ << name_ << ": " << why << "\n";
+  // Once the output has failed, that failure is the one the program reports.
+  if (!out_) return kExitFailure;
+  err_ << name_ << ": " << escapeControls(why) << "\n";
   return kExitFailure;
 }
 
@@ -265,7 +288,7 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
   }
   const CommandFamily* family = findFamily(args[0]);
   if (family == nullptr) {
-    err << kProgram << ": unknown command family '" << args[0] << "' (see tbkit --help)\n";
+    err << kProgram << ": unknown command family '" << escapeControls(args[0]) << "' (see tbkit --help)\n";
     return kExitUsage;
   }
   if (isSingleCommand(*family))
@@ -280,8 +303,8 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
   }
   const Command* command = findCommand(*family, args[1]);
   if (command == nullptr) {
-    err << kProgram << " " << family->name << ": unknown command '" << args[1] << "' (see tbkit " << family->name
-        << " --help)\n";
+    err << kProgram << " " << family->name << ": unknown command '" << escapeControls(args[1]) << "' (see tbkit "
+        << family->name << " --help)\n";
     return kExitUsage;
   }
   return runCommand(*family, *command, std::vector<std::string>(args.begin() + 2, args.end()), out, err);
@@ -289,7 +312,10 @@ int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream&
 
 int tbkitMain(int argc, char** argv) {
   std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
-  return runTbkit(args, std::cout, std::cerr);
+  StandardOutputBuffer buffer;
+  std::ostream out(&buffer);
+  const int status = runTbkit(args, out, std::cerr);
+  return finishStandardOutput(kProgram, status, buffer.error(), true);
 }
 
 std::string hexText(std::span<const uint8_t> bytes) {

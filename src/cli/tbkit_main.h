@@ -28,6 +28,18 @@ inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 
+/// A space that a command's options address a block of: how many units it
+/// has, and what an error says about it.
+struct AddressSpace {
+  uint64_t size;
+  const char* why;  // "a configuration space has 0x2000 double words"
+};
+
+/// A router's configuration space: a configuration access's double-word index is 13 bits wide.
+inline constexpr AddressSpace kConfigurationSpace = {0x2000, "a configuration space has 0x2000 double words"};
+/// A switch's EEPROM and its NVM as the toolkit reaches them: by 16-bit byte addresses.
+inline constexpr AddressSpace kSixteenBitAddresses = {0x10000, "addresses are 16 bits wide"};
+
 /// What a running command sees: its arguments, its output streams and the
 /// one-line error reporting every command uses.
 class CommandContext {
@@ -51,6 +63,17 @@ class CommandContext {
   /// which is left alone when the option is absent. Returns false after
   /// reporting a bad number.
   bool number(std::string_view option, uint64_t maxValue, uint64_t& value);
+  /// Reads the option's value as a size (a count or a length) of a block
+  /// that starts at start (given by startOption) into size, which is left
+  /// alone when the option is absent. Returns false after reporting a bad
+  /// number or a block that reaches past the end of space.
+  bool blockSize(std::string_view option, std::string_view startOption, uint64_t start, const AddressSpace& space,
+                 uint64_t& size);
+  /// Returns true when a block of size units from start (given by the two
+  /// options) lies inside space; otherwise reports "--OPTION: at most N from
+  /// --START S (why)" as a usage error and returns false.
+  bool blockFits(std::string_view option, uint64_t size, std::string_view startOption, uint64_t start,
+                 const AddressSpace& space);
   /// Reads the option's value as 1 to maxCount bytes in hex digit pairs into
   /// bytes, which is left alone when the option is absent. Returns false
   /// after reporting bad input.
@@ -59,9 +82,12 @@ class CommandContext {
   /// and its controller's router ID from --rid (see kRouterIDOption; 0 when
   /// absent). Returns false after reporting a bad number.
   bool router(std::string_view routeOption, uint64_t& route, uint8_t& routerID);
-  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage.
+  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitUsage. Like
+  /// failure, it passes why through escapeControls: the values that errors
+  /// quote (options, operands, file names, hosts) come from outside.
   int usageError(const std::string& why);
-  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure.
+  /// Prints "tbkit FAMILY COMMAND: why" and returns kExitFailure; prints
+  /// nothing once the output stream has failed (the program reports that).
   int failure(const std::string& why);
 
  private:
@@ -110,10 +136,12 @@ struct CommandFamily {
 };
 
 /// Runs tbkit with args (without the program name), printing to out and err.
-/// Returns the exit status: 0, kExitFailure, or kExitUsage.
+/// A command stops its work once out fails. Returns the exit status: 0,
+/// kExitFailure (also when out has failed), or kExitUsage.
 int runTbkit(std::span<const std::string> args, std::ostream& out, std::ostream& err);
 
-/// The program's main: runTbkit on the process's arguments and streams.
+/// The program's main: runTbkit on the process's arguments and streams, then
+/// the check of standard output (see finishStandardOutput).
 int tbkitMain(int argc, char** argv);
 
 /// The bytes as two hex digits each, separated by blanks: "5a 17".

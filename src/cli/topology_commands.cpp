@@ -30,6 +30,7 @@ class TopologyLister {
 
   // One router, its upstream adapter and its other adapters, depth first.
   void router(const RegistryEntry& sw, const std::string& indent) {
+    if (!out_) return;  // the output has failed: stop reading the hardware
     uint64_t route = routeOfEntry(sw);
     uint64_t depth = 0;
     uint64_t uid = 0;
@@ -84,6 +85,7 @@ int runList(CommandContext& context) {
   if (userClients.empty()) return context.failure("no Thunderbolt controller found");
   size_t index = 0;
   for (const auto& userClient : userClients) {
+    if (!context.out()) break;
     const uint8_t routerID = userClient->routerID();
     context.out() << textf("Controller %zu: router ID %u\n", index++, routerID);
     RegistryEntry hostSwitch = utils().switchFromPort(utils().nhiForRouterID(routerID), routerID);
@@ -112,7 +114,6 @@ constexpr std::array<SpaceName, 4> kSpaceNames = {
     {{"path", kPathSpace}, {"port", kPortSpace}, {"device", kDeviceSpace}, {"counter", kCounterSpace}}};
 
 constexpr uint64_t kMaxAdapter = 63;
-constexpr uint64_t kMaxCount = 0x2000;
 
 // The double word the options name (--space, --port, --index) and where the
 // access goes (--route, --via-parent or --iecs-route).
@@ -163,7 +164,8 @@ bool chooseAccess(CommandContext& context, Access& access) {
   if (!space) return context.checkOption("space", textf("'%s' is not device, port, path or counter", name.c_str()));
   uint64_t port = 0;
   uint64_t index = 0;
-  if (!context.number("port", kMaxAdapter, port) || !context.number("index", UINT32_MAX, index)) return false;
+  if (!context.number("port", kMaxAdapter, port) || !context.number("index", kConfigurationSpace.size - 1, index))
+    return false;
   access.space = space->space;
   access.port = static_cast<uint32_t>(port);
   access.index = static_cast<uint32_t>(index);
@@ -173,11 +175,13 @@ bool chooseAccess(CommandContext& context, Access& access) {
 int runRead(CommandContext& context) {
   Access access;
   uint64_t count = 1;
-  if (!chooseAccess(context, access) || !context.number("count", kMaxCount, count)) return kExitUsage;
+  if (!chooseAccess(context, access) ||
+      !context.blockSize("count", "index", access.index, kConfigurationSpace, count))
+    return kExitUsage;
   if (count == 0) return context.usageError("--count: must be at least 1");
   const bool json = context.args().has(kJsonOption.name);
   std::vector<ReadValue> values;
-  for (uint64_t i = 0; i < count; ++i) {
+  for (uint64_t i = 0; i < count && context.out(); ++i) {
     const uint32_t index = access.index + static_cast<uint32_t>(i);
     uint32_t value = 0;
     const Status s = access.read(access.port, access.space, index, value);
@@ -220,12 +224,12 @@ constexpr std::array<OptionSpec, 8> kAccessOptions = {{
     kBusOption,
     {.name = "space", .valueName = "device|port|path|counter", .help = "the configuration space", .required = true},
     {.name = "port", .valueName = "P", .help = "the adapter (default 0)"},
-    {.name = "index", .valueName = "I", .help = "the double-word index", .required = true},
+    {.name = "index", .valueName = "I", .help = "the double-word index (below 0x2000)", .required = true},
 }};
 
 constexpr auto kReadOptions = withOptions(
     kAccessOptions,
-    {{.name = "count", .valueName = "N", .help = "how many double words, from the index upward (default 1)"},
+    {{.name = "count", .valueName = "N", .help = "how many double words, from the index up to 0x1fff (default 1)"},
      kJsonOption});
 constexpr auto kWriteOptions = withOptions(
     kAccessOptions, {{.name = "value", .valueName = "V", .help = "the double word to write", .required = true}});
@@ -240,6 +244,8 @@ constexpr const char* kAccessDetails =
 // ---- tbkit iecs read / write ----
 
 constexpr uint64_t kMaxIecsLength = 64;
+// An IECS device's registers: byte offsets 0x00 to 0xff.
+constexpr AddressSpace kIecsRegisters = {0x100, "an IECS device's registers end at offset 0xff"};
 
 constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "route", .valueName = "R", .help = "the router's route string", .required = true},
@@ -249,7 +255,8 @@ constexpr std::array<OptionSpec, 5> kIecsTargetOptions = {{
     {.name = "offset", .valueName = "O", .help = "the register offset", .required = true},
 }};
 constexpr auto kIecsReadOptions = withOptions(
-    kIecsTargetOptions, {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64)", .required = true}});
+    kIecsTargetOptions,
+    {{.name = "length", .valueName = "N", .help = "bytes to move (at most 64, up to offset 0xff)", .required = true}});
 constexpr auto kIecsWriteOptions = withOptions(
     kIecsTargetOptions,
     {{.name = "length", .valueName = "N", .help = "bytes to move (default: those of --data)"},
@@ -268,7 +275,8 @@ bool chooseIecsTarget(CommandContext& context, IecsTarget& target) {
   uint8_t routerID = 0;
   if (!context.router("route", route, routerID) || !context.number("bus", UINT32_MAX, bus) ||
       !context.number("device", UINT32_MAX, device) || !context.number("offset", 0xFF, offset) ||
-      !context.number("length", kMaxIecsLength, target.length))
+      !context.number("length", kMaxIecsLength, target.length) ||
+      !context.blockFits("length", target.length, "offset", offset, kIecsRegisters))
     return false;
   // The toolkit's IECS transfers report success, with nothing moved, for a
   // router ID that no controller has: make sure there is one.
@@ -296,7 +304,9 @@ int runIecsRead(CommandContext& context) {
 int runIecsWrite(CommandContext& context) {
   IecsTarget target;
   std::vector<uint8_t> bytes;
-  if (!chooseIecsTarget(context, target) || !context.hexBytes("data", kMaxIecsLength, bytes)) return kExitUsage;
+  if (!chooseIecsTarget(context, target) || !context.hexBytes("data", kMaxIecsLength, bytes) ||
+      !context.blockFits("data", bytes.size(), "offset", target.offset, kIecsRegisters))
+    return kExitUsage;
   if (context.args().has("length") && target.length != bytes.size())
     return context.usageError(textf("--length %llu does not match the %zu bytes of --data", ull(target.length),
                                     bytes.size()));

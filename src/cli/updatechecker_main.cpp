@@ -9,6 +9,7 @@
 
 #include "cli/host_choice.h"
 #include "cli/host_commands.h"
+#include "cli/standard_output.h"
 #include "driver/options.h"
 #include "platform/text.h"
 #include "sim/sim_host.h"
@@ -97,7 +98,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::vector<char*> args(argv, argv + argc);
   if (asksForHelp(args)) {
     std::fputs(textf(kUsage, kUpdateCheckerVersion, kUpdateCheckerVersion).c_str(), stdout);
-    return 0;
+    return finishStandardOutput(kProgramName, 0, 0, false);
   }
   std::string error;
   HostFileKeeper keeper;
@@ -111,7 +112,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
   std::optional<ChosenHost> chosen;
   if (error.empty()) chosen = chooseHost(args, &error);
   if (!chosen) {
-    std::fprintf(stderr, "%s: %s\n", kProgramName, error.c_str());
+    std::fputs(textf("%s: %s\n", kProgramName, escapeControls(error).c_str()).c_str(), stderr);
     return kHostChoiceFailed;
   }
   if (chosen->sim) {
@@ -134,7 +135,7 @@ int updatecheckerMain(int argc, char** argv, const EntryCalls& calls) {
     }
   }
   installPlatform(std::move(previous));
-  return status;
+  return finishStandardOutput(kProgramName, status, 0, false);
 }
 
 }  // namespace tbt::cli

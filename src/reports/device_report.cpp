@@ -71,6 +71,7 @@ Status walkDeviceCapabilities(ThunderboltUserClientUtils& utils, RouterHandle& h
   VisitedCapabilities visited;
   for (uint32_t current = first; current != 0 && !visited.seen(current);) {
     utils.deviceCapabilityAtIndex(current, handle, sink);
+    if (sink.stopped()) return status::kAborted;
     uint32_t header = 0;
     Status s = handle.configReadWithPort(0, kDeviceSpace, current, header);
     if (s != status::kSuccess) return s;

@@ -45,6 +45,7 @@ Status dumpMemory(RouterHandle& handle, uint32_t lc, ReportSink& sink) {
   s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowControl, 1);
   std::string line;
   for (uint32_t address = kFirstAddress; s == status::kSuccess && address < kEndAddress; address += kAddressStep) {
+    if (sink.stopped()) return status::kAborted;
     s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowAddress, address);
     if (s == status::kSuccess) s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowRequest, kGo);
     uint32_t value = 0;

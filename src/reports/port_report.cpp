@@ -79,6 +79,7 @@ Status walkPortCapabilities(ThunderboltUserClientUtils& utils, RouterHandle& han
   VisitedCapabilities visited;
   for (uint32_t current = first; current != 0 && !visited.seen(current);) {
     utils.portCapabilityForPort(port, current, handle, sink);
+    if (sink.stopped()) return status::kAborted;
     uint32_t word = 0;
     Status s = handle.configReadWithPort(port, kPortSpace, current, word);
     if (s != status::kSuccess) return s;

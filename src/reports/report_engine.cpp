@@ -141,7 +141,7 @@ void closeWithError(ReportSink& sink, Status s) {
 }
 
 bool RegisterPrinter::read(uint32_t dw, uint32_t& value) {
-  status_ = handle_.configReadWithPort(port_, space_, first_ + dw, value);
+  status_ = sink_.stopped() ? status::kAborted : handle_.configReadWithPort(port_, space_, first_ + dw, value);
   return status_ == status::kSuccess;
 }
 

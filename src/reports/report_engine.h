@@ -146,7 +146,8 @@ class RegisterPrinter {
                   ReportSink& sink)
       : handle_(handle), port_(port), space_(space), first_(first), relative_(relative), sink_(sink) {}
 
-  /// Reads double word dw into value; false (status kept) when the read fails.
+  /// Reads double word dw into value; false (status kept) when the read
+  /// fails, or with aborted and nothing read once the sink has stopped.
   bool read(uint32_t dw, uint32_t& value);
   /// Reads the line's double word and prints the line; false when the read fails.
   bool print(const Line& line, uint32_t argument = 0) { return printAt(line.dw, line, argument); }

@@ -57,7 +57,7 @@ void ThunderboltUserClientUtils::pathSpaceForPort(uint32_t port, RouterHandle& a
     // One unreadable entry does not hide the others: each entry's first read
     // sets the status anew, and only the last one decides the closing line.
     const uint32_t last = kMaxInHopID.of(hops);
-    for (uint32_t hop = 0; hop <= last; ++hop) {
+    for (uint32_t hop = 0; hop <= last && !sink.stopped(); ++hop) {
       sink.write(textf("\nPath %d configuration\n", static_cast<int>(hop)));
       RegisterPrinter p(andRouterHandle, port, kPathSpace, 2 * hop, false, sink);
       if (p.print(kPathEntry[0])) p.print(kPathEntry[1]);
@@ -78,7 +78,7 @@ void ThunderboltUserClientUtils::counterSpaceForPort(uint32_t port, RouterHandle
     sink.write(textf("Counter configuration space for port 0x%x at route 0x%llx, RID 0x%x\n", port,
                      static_cast<unsigned long long>(route), andRouterHandle.routerID()));
     const uint32_t count = kMaxCounters.of(header);
-    for (uint32_t counter = 0; counter < count; ++counter) {
+    for (uint32_t counter = 0; counter < count && !sink.stopped(); ++counter) {
       sink.write(textf("\nCounter %d configuration\n", static_cast<int>(counter)));
       RegisterPrinter p(andRouterHandle, port, kCounterSpace, 3 * counter, false, sink);
       p.print(kCounterEntry);
@@ -89,13 +89,13 @@ void ThunderboltUserClientUtils::counterSpaceForPort(uint32_t port, RouterHandle
 }
 
 void ThunderboltUserClientUtils::allSpacesForRouterHandle(RouterHandle& routerHandle, ReportSink& sink) {
-  if (setUpReport(routerHandle) != status::kSuccess) return;
+  if (sink.stopped() || setUpReport(routerHandle) != status::kSuccess) return;
   uint32_t config = 0;
   if (routerHandle.configReadWithPort(0, kDeviceSpace, kFirstCapabilityDword, config) != status::kSuccess) return;
   deviceSpaceForRouterHandle(routerHandle, sink);
   sink.write("\n");
   const uint32_t maxPort = kMaxPort.of(config);
-  for (uint32_t port = 1; port <= maxPort; ++port) {
+  for (uint32_t port = 1; port <= maxPort && !sink.stopped(); ++port) {
     uint32_t word = 0;
     if (routerHandle.configReadWithPort(port, kPortSpace, kIdentityDword, word) != status::kSuccess) continue;
     portSpaceForPort(port, routerHandle, sink);
@@ -108,7 +108,7 @@ void ThunderboltUserClientUtils::allSpacesForRouterHandle(RouterHandle& routerHa
   // Only routers the host reaches by route are descended into; a lane
   // adapter with nothing behind it gives a router whose first read fails.
   if (dynamic_cast<LocalRouterHandle*>(&routerHandle) == nullptr) return;
-  for (uint32_t port = 1; port <= maxPort; ++port) {
+  for (uint32_t port = 1; port <= maxPort && !sink.stopped(); ++port) {
     uint32_t type = 0;
     if (routerHandle.configReadWithPort(port, kPortSpace, kAdapterTypeDword, type) != status::kSuccess ||
         kAdapterType.of(type) != kLaneAdapterType)
@@ -127,6 +127,7 @@ void ThunderboltUserClientUtils::allSpaces(ReportSink& sink) {
   const auto& clients = manager.userClientSet();
   if (clients.empty()) return;
   for (const auto& client : clients) {
+    if (sink.stopped()) return;
     const uint8_t rid = client->routerID();
     sink.write(textf("Router ID %d:\n=================================\n\n", rid));
     ThunderboltKernelUserClient* active = manager.userClientForRouterID(rid);

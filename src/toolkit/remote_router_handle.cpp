@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "platform/platform.h"
 #include "platform/text.h"
@@ -78,11 +79,44 @@ Status RemoteRouterHandle::readLinkControllerGeometry() {
   return s;
 }
 
+RemoteRouterHandle::~RemoteRouterHandle() {
+  std::shared_ptr<RouterHandle> next = std::move(parent_);
+  while (next && next.use_count() == 1) {
+    auto* remote = dynamic_cast<RemoteRouterHandle*>(next.get());
+    if (!remote) break;
+    // Taking the parent's own parent first leaves the parent nothing to let go of.
+    std::shared_ptr<RouterHandle> above = std::move(remote->parent_);
+    next = std::move(above);
+  }
+}
+
+RemoteRouterHandle* RemoteRouterHandle::remoteParent() const {
+  return dynamic_cast<RemoteRouterHandle*>(parent_.get());
+}
+
+uint32_t RemoteRouterHandle::levels() const {
+  uint32_t levels = 1;
+  for (const RemoteRouterHandle* r = remoteParent(); r; r = r->remoteParent()) ++levels;
+  return levels;
+}
+
 Status RemoteRouterHandle::initializeIECS() {
   if (iecsInitialized_) return status::kSuccess;
+  if (levels() > kMaxLevels) return status::kBadArgument;
+  // Each handle reads its parent through the parent's own mailbox, so the
+  // parents are made ready from the top down, one after the other, rather
+  // than each set-up starting its parent's from inside.
+  std::vector<RemoteRouterHandle*> above;
+  for (RemoteRouterHandle* r = remoteParent(); r && !r->iecsInitialized_; r = r->remoteParent()) above.push_back(r);
+  Status s = status::kSuccess;
+  for (auto it = above.rbegin(); it != above.rend(); ++it) s = (*it)->setUpMailbox(s);
+  return setUpMailbox(s);
+}
+
+Status RemoteRouterHandle::setUpMailbox(Status above) {
   iecsInitialized_ = true;
   uint32_t identity = 0;
-  Status s = parentRead(kIdentityDword, identity);
+  Status s = above == status::kSuccess ? parentRead(kIdentityDword, identity) : above;
   if (s == status::kSuccess)
     portMicroMode_ = std::find(kPortMicroIdentities.begin(), kPortMicroIdentities.end(), identity) !=
                      kPortMicroIdentities.end();

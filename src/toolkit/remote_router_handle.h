@@ -44,8 +44,24 @@ inline constexpr MailboxCommandFields kMailboxCommand{};
 
 class RemoteRouterHandle : public RouterHandle {
  public:
+  /// The deepest chain of remote handles that can lead anywhere: a route
+  /// string has seven hops below the host router, and each link controller
+  /// in the chain is one more hop down.
+  static constexpr uint32_t kMaxLevels = 7;
+
+  RemoteRouterHandle() = default;
+  /// Lets go of the parents one level at a time, so that a long chain does
+  /// not nest one destructor inside another.
+  ~RemoteRouterHandle() override;
+  RemoteRouterHandle(const RemoteRouterHandle&) = default;
+  RemoteRouterHandle& operator=(const RemoteRouterHandle&) = default;
+
   /// A new handle with every field zero; the creator sets the parent and the bus.
   static std::unique_ptr<RemoteRouterHandle> remoteRouterHandle();
+
+  /// How many remote handles lead from the local router to this one (1 when
+  /// the parent is not a remote handle).
+  uint32_t levels() const;
 
   /// Which of the parent link controller's mailboxes carries the traffic (0-based).
   uint32_t bus() const { return bus_; }
@@ -57,7 +73,10 @@ class RemoteRouterHandle : public RouterHandle {
   /// Looks at the parent once per handle (later calls return 0 at once, also
   /// after a failed first call): a parent whose identity double word is that
   /// of a port micro-controller has no mailbox; otherwise its link-controller
-  /// capability gives the mailbox geometry. Returns the first failing status.
+  /// capability gives the mailbox geometry. The remote parents are set up
+  /// first, from the top down; one that fails fails every handle below it
+  /// with its status. Bad argument, with nothing read, for a chain of more
+  /// than kMaxLevels. Returns the first failing status.
   Status initializeIECS();
 
   /// One configuration read of the remote router through the bridge (IECS
@@ -99,6 +118,8 @@ class RemoteRouterHandle : public RouterHandle {
   uint32_t mailboxBase() const { return lcOffset_ + bus_ * lcLength_; }
   Status startTransfer(uint32_t code, uint8_t offset, uint32_t length, bool write, uint32_t& statusWord);
   Status readLinkControllerGeometry();
+  RemoteRouterHandle* remoteParent() const;
+  Status setUpMailbox(Status above);
 
   uint32_t bus_ = 0;
   std::shared_ptr<RouterHandle> parent_;

@@ -15,6 +15,9 @@ class ReportSink {
   /// Takes the next piece of the report's text (part of a line, one line or
   /// several; never assumed to end with a newline).
   virtual void write(std::string_view text) = 0;
+  /// True once the sink takes no more text (its output has failed): a
+  /// report then reads no more registers and returns.
+  virtual bool stopped() const { return false; }
 };
 
 /// Collects a report's text in one string.

@@ -84,6 +84,36 @@ INSTANTIATE_TEST_SUITE_P(Bridges, RemoteRoundTrip,
                                            RoundTrip{"CommandFormByRoute", {1}, true, 0xb0b0b0b0}),
                          [](const ::testing::TestParamInfo<RoundTrip>& info) { return info.param.name; });
 
+// A chain is at most as deep as a route has hops. Up to that depth a chain
+// below far router C is set up level by level and fails where nothing
+// answers; a deeper one is refused before any access, and however long it
+// is, it is neither set up nor let go of by one level nesting the next.
+struct ChainDepth {
+  uint32_t levels;
+  Status status;
+  bool accesses;
+};
+
+class RemoteChain : public ::testing::TestWithParam<ChainDepth> {};
+
+TEST_P(RemoteChain, IsAsDeepAsARoute) {
+  ScopedHost host(test::fixtureHost("rich.json"));
+  const ChainDepth& c = GetParam();
+  auto handle = remoteThrough(std::vector<uint32_t>(c.levels, 0));
+  uint32_t value = 0;
+  EXPECT_EQ(handle->configReadWithPort(0, kDeviceSpace, kProbeIndex, value), c.status);
+  EXPECT_EQ(host.sim().configAccessCount() > 0, c.accesses);
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, RemoteChain,
+                         ::testing::Values(ChainDepth{6, status::kNotFound, true},
+                                           ChainDepth{7, status::kNotFound, true},
+                                           ChainDepth{8, status::kBadArgument, false},
+                                           ChainDepth{200000, status::kBadArgument, false}),
+                         [](const ::testing::TestParamInfo<ChainDepth>& info) {
+                           return "Levels" + std::to_string(info.param.levels);
+                         });
+
 // A far router is hardware like any other: behind its DFT capability's pins
 // an EEPROM answers, its link controller reads its NVM, and its accesses are
 // counted, logged and checked against the faults under its own route.
