@@ -128,7 +128,6 @@ std::unique_ptr<SimHost> loadMachine(const json& doc, JsonReader& in) {
             section("controllers", readControllers) && section("faults", readFaults);
   if (!ok) return nullptr;
   host->setAccessLatencyMicroseconds(latency);
-  host->setDocument(doc);
   return host;
 }
 

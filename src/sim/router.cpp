@@ -48,17 +48,23 @@ const RegistryOverrides* Router::portRegistry(uint32_t port) const {
   return it == portRegistry_.end() ? nullptr : &it->second;
 }
 
+const DwordStore* Router::storeOf(uint32_t port, uint32_t space) const {
+  auto it = spaces_.find(spaceKey(port, space));
+  return it == spaces_.end() ? nullptr : &it->second;
+}
+
 uint32_t Router::peek(uint32_t port, uint32_t space, uint32_t index) const {
-  auto it = registers_.find(configAddress(port, space, index));
-  return it == registers_.end() ? 0 : it->second;
+  const DwordStore* s = storeOf(port, space);
+  return s ? s->read(index) : 0;
 }
 
 void Router::poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
-  registers_[configAddress(port, space, index)] = value;
+  store(port, space).write(index, value);
 }
 
 bool Router::isSet(uint32_t port, uint32_t space, uint32_t index) const {
-  return registers_.count(configAddress(port, space, index)) != 0;
+  const DwordStore* s = storeOf(port, space);
+  return s && s->isSet(index);
 }
 
 RegisterModel* Router::modelAt(uint32_t port, uint32_t space, uint32_t index) const {

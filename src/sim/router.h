@@ -9,7 +9,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -86,13 +85,17 @@ class Router {
   /// True when the double word was stored (by the host file or since).
   bool isSet(uint32_t port, uint32_t space, uint32_t index) const;
   /// Calls visit(index, value) for every stored double word of (port, space),
-  /// in no particular order.
+  /// by ascending index.
   template <typename Visit>
   void forEachStored(uint32_t port, uint32_t space, Visit&& visit) const {
-    const uint64_t prefix = configAddress(port, space, 0);
-    for (const auto& [address, value] : registers_)
-      if ((address & ~uint64_t{0xFFFFFFFF}) == prefix) visit(static_cast<uint32_t>(address), value);
+    if (const DwordStore* store = storeOf(port, space))
+      for (auto [index, value] : store->words()) visit(index, value);
   }
+  /// The stored double words of (port, space), created empty when absent
+  /// (the loader fills it at once).
+  DwordStore& store(uint32_t port, uint32_t space) { return spaces_[spaceKey(port, space)]; }
+  /// Those of (port, space), or null when none was ever stored.
+  const DwordStore* storeOf(uint32_t port, uint32_t space) const;
 
   /// A configuration read as the hardware answers it: the first attached model
   /// that handles the address, else the store.
@@ -149,7 +152,8 @@ class Router {
   std::set<uint32_t> hostLinks_;
   RegistryOverrides registry_;
   std::map<uint32_t, RegistryOverrides> portRegistry_;
-  std::unordered_map<uint64_t, uint32_t> registers_;  // by configAddress
+  static uint32_t spaceKey(uint32_t port, uint32_t space) { return (port & 0xffff) << 8 | (space & 0xff); }
+  std::map<uint32_t, DwordStore> spaces_;  // by spaceKey
   std::vector<std::shared_ptr<RegisterModel>> models_;
   std::optional<ByteMemory> eeprom_;
   std::optional<ByteMemory> nvm_;

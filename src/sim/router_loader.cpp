@@ -23,10 +23,7 @@ bool readRegistry(JsonReader& in, const json& v, const std::string& path, Regist
 
 /// A map of double-word index -> value into one space of an adapter.
 bool readSpace(JsonReader& in, const json& v, const std::string& path, Router& r, uint32_t port, uint32_t space) {
-  DwordStore store;
-  if (!in.dwordMap(v, path, store)) return false;
-  for (auto [index, word] : store.words()) r.poke(port, space, index, word);
-  return true;
+  return in.dwordMap(v, path, r.store(port, space));
 }
 
 bool readPort(JsonReader& in, const json& v, const std::string& path, uint32_t port, Router& r) {
