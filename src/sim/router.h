@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/device_interface.h"
 #include "platform/property.h"
 #include "platform/status.h"
 #include "sim/memory.h"
@@ -39,6 +40,15 @@ constexpr uint64_t configAddress(uint32_t port, uint32_t space, uint32_t index) 
 struct RegistryOverrides {
   PropertyDict set;
   std::vector<std::string> removed;
+};
+
+/// Double words of one space of one adapter whose reads fail with a status
+/// ("read-failures"), as on a host that cannot read them.
+struct ReadFailure {
+  uint32_t port = 0;
+  uint32_t space = 0;
+  IndexRange indexes;
+  Status status = 0;
 };
 
 class Router {
@@ -97,8 +107,20 @@ class Router {
   /// Those of (port, space), or null when none was ever stored.
   const DwordStore* storeOf(uint32_t port, uint32_t space) const;
 
-  /// A configuration read as the hardware answers it: the first attached model
-  /// that handles the address, else the store.
+  /// The failing ranges, ascending by (port, space, first index); none overlap.
+  const std::vector<ReadFailure>& readFailures() const { return readFailures_; }
+  /// Replaces the failing ranges; when two of one space overlap, nothing is
+  /// replaced and the position in failures of the later of them is returned.
+  std::optional<size_t> setReadFailures(std::vector<ReadFailure> failures);
+  /// The status a read of the double word fails with by readFailures, if any.
+  std::optional<Status> readFailure(uint32_t port, uint32_t space, uint32_t index) const;
+  /// The indexes of (port, space) that may read otherwise than a double word
+  /// never stored: the stored ones, the failing ranges and, in the device
+  /// space (where every model sits), those a model handles. Ascending, joined.
+  std::vector<IndexRange> listedIndexes(uint32_t port, uint32_t space) const;
+
+  /// A configuration read as the hardware answers it: a failing range fails
+  /// it, else the first attached model that handles the address, else the store.
   Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
   /// A configuration write as the hardware takes it (models first, then the store).
   Status write(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
@@ -159,6 +181,7 @@ class Router {
   std::optional<ByteMemory> nvm_;
   DwordStore lcMemory_;
   std::optional<Status> unlistedStatus_;
+  std::vector<ReadFailure> readFailures_;
   struct Iecs {
     std::shared_ptr<IecsDeviceModel> device;
     std::shared_ptr<IecsRegisterFile> file;
