@@ -32,8 +32,8 @@ const OptionSpec kCaptureOptions[] = {
 constexpr const char* kCaptureDetails =
     "Writes the host as a simulated-host file: the host probes, every controller and\n"
     "router with its registry properties, every readable non-zero double word of the\n"
-    "device, port, path and counter spaces (indexes below 0x2000), and the DROM where\n"
-    "the host publishes it. 'tbkit ... --host=sim:FILE' then answers every read the\n"
+    "device, port, path and counter spaces (indexes below 0x2000; failing reads as\n"
+    "ranges), the DROM where the host publishes it, and the routers behind bridges. 'tbkit ... --host=sim:FILE' then answers every read the\n"
     "captured host answered with the same value. Attach the file to a bug report.\n";
 
 const Command kCaptureCommands[] = {{.name = "capture",

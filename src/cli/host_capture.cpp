@@ -1,5 +1,6 @@
 #include "cli/host_capture.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -9,9 +10,13 @@
 #include <nlohmann/json.hpp>
 
 #include "kernel/config_space.h"
+#include "kernel/router_handle.h"
 #include "platform/platform.h"
+#include "platform/registry_helpers.h"
 #include "platform/registry_keys.h"
 #include "platform/text.h"
+#include "toolkit/iecs_bridge.h"
+#include "toolkit/remote_router_handle.h"
 
 namespace tbt::cli {
 namespace {
@@ -84,108 +89,281 @@ bool hasChild(const RegistryEntry& entry, std::string_view className) {
   return false;
 }
 
-// What one space of one adapter answered: the values read and the statuses
-// of the reads that failed, by double-word index.
-struct SpaceScan {
-  std::map<uint32_t, uint32_t> values;
-  std::map<uint32_t, Status> failures;
+// How one router's spaces are read: by route through the controller's
+// device interface, or through a remote handle behind a configuration bridge.
+class SpaceReader {
+ public:
+  virtual ~SpaceReader() = default;
+  virtual Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) = 0;
+  /// The indexes to read one by one; every other index answers alike.
+  virtual std::vector<IndexRange> listed(uint32_t, uint32_t) { return {{0, kConfigIndexCount - 1}}; }
 };
+
+class RouteReader : public SpaceReader {
+ public:
+  RouteReader(DeviceInterface& device, uint64_t route) : device_(device), route_(route) {}
+  Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) override {
+    uint8_t buffer[4];
+    const Status s = device_.configRead(route_, port, space, index, 1, buffer);
+    if (s == status::kSuccess) value = loadBigEndian(buffer);
+    return s;
+  }
+  std::vector<IndexRange> listed(uint32_t port, uint32_t space) override {
+    return device_.listedIndexes(route_, port, space);
+  }
+
+ private:
+  DeviceInterface& device_;
+  uint64_t route_;
+};
+
+class HandleReader : public SpaceReader {
+ public:
+  explicit HandleReader(RouterHandle& handle) : handle_(handle) {}
+  Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) override {
+    return handle_.configReadWithPort(port, space, index, value);
+  }
+
+ private:
+  RouterHandle& handle_;
+};
+
+// What one space of one adapter answered: the values read and the statuses
+// of the reads that failed, by ascending index, and what the indexes not
+// read one by one answer (a failure, or 0).
+struct SpaceScan {
+  std::vector<std::pair<uint32_t, uint32_t>> values;
+  std::vector<std::pair<uint32_t, Status>> failures;
+  std::vector<IndexRange> unlisted;
+  std::optional<Status> unlistedFailure;
+};
+
+SpaceScan scanSpace(SpaceReader& reader, uint32_t port, uint32_t space) {
+  SpaceScan out;
+  auto readOne = [&](uint32_t index) {
+    uint32_t value = 0;
+    const Status s = reader.read(port, space, index, value);
+    if (s == status::kSuccess) out.values.emplace_back(index, value);
+    else out.failures.emplace_back(index, s);
+  };
+  std::vector<IndexRange> listed;
+  for (IndexRange r : reader.listed(port, space))
+    if (r.first <= r.last && r.first < kConfigIndexCount) listed.push_back({r.first, std::min(r.last, kConfigIndexCount - 1)});
+  joinRanges(listed);
+  uint32_t next = 0;
+  for (IndexRange r : listed) {
+    if (r.first > next) out.unlisted.push_back({next, r.first - 1});
+    for (uint32_t index = r.first; index <= r.last; ++index) readOne(index);
+    next = r.last + 1;
+  }
+  if (next < kConfigIndexCount) out.unlisted.push_back({next, kConfigIndexCount - 1});
+  if (out.unlisted.empty()) return out;
+  // One read stands for every index the backend did not list.
+  uint32_t value = 0;
+  const Status s = reader.read(port, space, out.unlisted.front().first, value);
+  if (s != status::kSuccess) {
+    out.unlistedFailure = s;
+  } else if (value != 0) {
+    // It listed too little: every index is read after all.
+    for (IndexRange r : out.unlisted)
+      for (uint32_t index = r.first; index <= r.last; ++index) readOne(index);
+    out.unlisted.clear();
+    std::sort(out.values.begin(), out.values.end());
+    std::sort(out.failures.begin(), out.failures.end());
+  }
+  return out;
+}
+
+using SpaceScans = std::map<std::pair<uint32_t, uint32_t>, SpaceScan>;  // by (adapter, space)
+
+// The status a router fails its unlisted double words with: where every
+// space fails what it does not list, the most common such status; where
+// some space reads 0 there, none.
+std::optional<Status> unlistedStatus(const SpaceScans& scans) {
+  std::map<Status, uint64_t> counts;
+  for (const auto& [where, scan] : scans) {
+    uint64_t size = 0;
+    for (IndexRange r : scan.unlisted) size += r.last - r.first + 1;
+    if (size == 0) continue;
+    if (!scan.unlistedFailure) return std::nullopt;
+    counts[*scan.unlistedFailure] += size;
+  }
+  std::optional<Status> most;
+  uint64_t mostCount = 0;
+  for (auto [failure, count] : counts)
+    if (count > mostCount) most = failure, mostCount = count;
+  return most;
+}
+
+// Every failure the router's unlisted status does not account for, as
+// ranges of one status each.
+Json readFailuresJson(const SpaceScans& scans, std::optional<Status> unlisted) {
+  Json out = Json::array();
+  for (const auto& [where, scan] : scans) {
+    std::vector<std::pair<IndexRange, Status>> ranges;
+    for (auto [index, failure] : scan.failures)
+      if (failure != unlisted) ranges.push_back({{index, index}, failure});
+    if (scan.unlistedFailure && scan.unlistedFailure != unlisted)
+      for (IndexRange r : scan.unlisted) ranges.push_back({r, *scan.unlistedFailure});
+    std::sort(ranges.begin(), ranges.end(),
+              [](const auto& a, const auto& b) { return a.first.first < b.first.first; });
+    std::vector<std::pair<IndexRange, Status>> joined;
+    for (const auto& r : ranges) {
+      if (!joined.empty() && joined.back().second == r.second && joined.back().first.last + 1 == r.first.first)
+        joined.back().first.last = r.first.last;
+      else joined.push_back(r);
+    }
+    for (const auto& [range, failure] : joined)
+      out.push_back(Json{{"port", where.first},
+                         {"space", where.second},
+                         {"first", hex(range.first)},
+                         {"last", hex(range.last)},
+                         {"status", textf("0x%08x", failure)}});
+  }
+  return out;
+}
+
+// The values of a space: where the replay reads 0 for what it is not given,
+// only the non-zero ones; where it fails those, every value read.
+Json wordsJson(const SpaceScan* scanned, std::optional<Status> unlisted) {
+  Json out = Json::object();
+  if (scanned)
+    for (auto [index, value] : scanned->values)
+      if (value != 0 || unlisted) out[hex(index)] = textf("0x%08x", value);
+  return out;
+}
+
+// The spaces of a router as a host file gives them, into r: the device
+// space, the adapters' spaces into ports (adapter -> its object), the
+// unlisted status and the failing ranges.
+void writeSpaces(const SpaceScans& scans, std::vector<std::pair<uint32_t, Json>>& ports, Json& r) {
+  const std::optional<Status> unlisted = unlistedStatus(scans);
+  auto scanOf = [&](uint32_t port, uint32_t space) {
+    auto it = scans.find({port, space});
+    return it == scans.end() ? nullptr : &it->second;
+  };
+  r["device-space"] = wordsJson(scanOf(0, kDeviceSpace), unlisted);
+  Json portsJson = Json::object();
+  for (auto& [p, out] : ports) {
+    out["port-space"] = wordsJson(scanOf(p, kPortSpace), unlisted);
+    out["path-space"] = wordsJson(scanOf(p, kPathSpace), unlisted);
+    out["counter-space"] = wordsJson(scanOf(p, kCounterSpace), unlisted);
+    portsJson[std::to_string(p)] = std::move(out);
+  }
+  if (!portsJson.empty() || r.contains("registry")) r["ports"] = std::move(portsJson);
+  if (unlisted) r["unlisted-status"] = textf("0x%08x", *unlisted);
+  Json failures = readFailuresJson(scans, unlisted);
+  if (!failures.empty()) r["read-failures"] = std::move(failures);
+}
+
+uint32_t valueAt(const SpaceScan& scan, uint32_t index) {
+  auto it = std::lower_bound(scan.values.begin(), scan.values.end(), std::make_pair(index, uint32_t{0}));
+  return it != scan.values.end() && it->first == index ? it->second : 0;
+}
+
+// Each bridge reaches a router at least one link further down, and a route
+// string crosses at most seven links below the host router.
+constexpr unsigned kMaxBridgeChain = 7;
+constexpr Bits kMaxPortField{19, 14};
+
+// The routers behind the configuration bridges of a router's link
+// controller, reached through remote handles with the router's handle as
+// parent, into r["bridges"] by bus.
+void captureBridges(const std::shared_ptr<RouterHandle>& parent, unsigned depth, Json& r);
+
+// A router behind a bridge: its device space, the adapters its Max Port
+// names, and its own bridges.
+Json farRouter(const std::shared_ptr<RouterHandle>& handle, unsigned depth) {
+  HandleReader reader(*handle);
+  SpaceScans scans;
+  const SpaceScan& device = scans[{0, kDeviceSpace}] = scanSpace(reader, 0, kDeviceSpace);
+  Json r = Json::object();
+  r["route"] = hex(valueAt(device, kDeviceRouteDword));
+  std::vector<std::pair<uint32_t, Json>> ports;
+  for (uint32_t p = 1; p <= kMaxPortField.of(valueAt(device, kFirstCapabilityDword)); ++p) {
+    for (uint32_t space : {kPortSpace, kPathSpace, kCounterSpace}) scans[{p, space}] = scanSpace(reader, p, space);
+    ports.emplace_back(p, Json::object());
+  }
+  writeSpaces(scans, ports, r);
+  captureBridges(handle, depth, r);
+  return r;
+}
+
+void captureBridges(const std::shared_ptr<RouterHandle>& parent, unsigned depth, Json& r) {
+  if (depth >= kMaxBridgeChain) return;
+  auto remote = [&](uint32_t bus) {
+    std::shared_ptr<RemoteRouterHandle> handle = RemoteRouterHandle::remoteRouterHandle();
+    handle->setParentRouterHandle(parent);
+    handle->setBus(bus);
+    return handle;
+  };
+  std::shared_ptr<RemoteRouterHandle> first = remote(0);
+  if (first->initializeIECS() != status::kSuccess || first->portMicroMode()) return;
+  Json bridges = Json::object();
+  for (uint32_t bus = 0; bus < first->lcCount(); ++bus) {
+    std::shared_ptr<RemoteRouterHandle> handle = remote(bus);
+    uint8_t identity[4] = {};
+    if (handle->iecsReadWithDevice(kBridgeDevice, kBridgeIdentityOffset, 4, identity) != status::kSuccess) continue;
+    const uint32_t form = loadLittleEndian(identity);
+    if (form != kDirectBridgeIdentity && form != kCommandBridgeIdentity) continue;
+    bridges[std::to_string(bus)] = Json{{"form", form == kDirectBridgeIdentity ? "direct" : "command"},
+                                        {"router", farRouter(handle, depth + 1)}};
+  }
+  if (!bridges.empty()) r["bridges"] = std::move(bridges);
+}
 
 // Captures one controller through its device interface.
 class ControllerCapture {
  public:
-  ControllerCapture(DeviceInterface& device, size_t controller, Json& faults)
-      : device_(device), controller_(controller), faults_(faults) {}
+  ControllerCapture(DeviceInterface& device, uint8_t routerID) : device_(device), routerID_(routerID) {
+    // Probing a link controller for bridges writes its mailboxes: that is
+    // left to hosts whose driver offers IECS transactions at all (a stock
+    // Linux kernel offers none).
+    uint8_t none = 0;
+    probeBridges_ = device_.iecsTransaction(0, 0, 0, 0, 0, &none, kIecsDirectionRead, 2) != status::kUnsupported;
+  }
 
   /// Every router from the host switch down, depth first.
   void router(const RegistryEntry& sw, Json& routers) {
     std::optional<uint64_t> route = number(sw, kRouteStringKey);
     if (!route || !seen_.insert(*route).second) return;
-    route_ = *route;
-    scans_.clear();
+    RouteReader reader(device_, *route);
+    SpaceScans scans;
     Json r = Json::object();
     r["route"] = hex(*route);
     r["registry"] = registryJson(sw, kDerivedSwitchKeys);
-    const SpaceScan& device = scan(0, kDeviceSpace);
+    scans[{0, kDeviceSpace}] = scanSpace(reader, 0, kDeviceSpace);
     std::vector<std::pair<uint32_t, Json>> ports;
     std::vector<RegistryEntry> below;
     std::vector<RegistryEntry> parents = sw.parents();
-    if (!parents.empty() && parents.front().conformsTo(kPortClass)) port(parents.front(), ports);
+    if (!parents.empty() && parents.front().conformsTo(kPortClass)) port(reader, parents.front(), ports, scans);
     for (const RegistryEntry& child : sw.children()) {
       if (!child.conformsTo(kPortClass)) continue;
-      port(child, ports);
+      port(reader, child, ports, scans);
       for (const RegistryEntry& downstream : child.children())
         if (downstream.conformsTo(kPortClass))
           for (const RegistryEntry& next : downstream.children())
             if (next.conformsTo(kSwitchClass)) below.push_back(next);
     }
-    // A host that lets only some double words be read fails the others, most
-    // of them with one status: the replay fails every double word it was not
-    // given with that status, and the few other failures are faults.
-    const std::optional<Status> unlisted = mostCommonFailure();
-    r["device-space"] = wordsJson(device, unlisted);
-    Json portsJson = Json::object();
-    for (auto& [p, out] : ports) {
-      out["port-space"] = wordsJson(scans_[{p, kPortSpace}], unlisted);
-      out["path-space"] = wordsJson(scans_[{p, kPathSpace}], unlisted);
-      out["counter-space"] = wordsJson(scans_[{p, kCounterSpace}], unlisted);
-      portsJson[std::to_string(p)] = std::move(out);
+    writeSpaces(scans, ports, r);
+    eeprom(sw, scans[{0, kDeviceSpace}], r);
+    if (probeBridges_) {
+      std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
+      handle->setRouterID(routerID_);
+      handle->setRoute(*route);
+      captureBridges(handle, 0, r);
     }
-    r["ports"] = std::move(portsJson);
-    if (unlisted) {
-      r["unlisted-status"] = textf("0x%08x", *unlisted);
-      for (const auto& [where, scanned] : scans_)
-        for (const auto& [index, failure] : scanned.failures)
-          if (failure != *unlisted)
-            faults_.push_back(Json{{"op", "config-read"},  {"controller", controller_}, {"route", hex(route_)},
-                                   {"port", where.first},  {"space", where.second},     {"index", hex(index)},
-                                   {"status", textf("0x%08x", failure)}});
-    }
-    eeprom(sw, device.values, r);
     routers.push_back(std::move(r));
     for (const RegistryEntry& next : below) router(next, routers);
   }
 
  private:
-  const SpaceScan& scan(uint32_t port, uint32_t space) {
-    SpaceScan& out = scans_[{port, space}];
-    for (uint32_t index = 0; index < kCaptureIndexLimit; ++index) {
-      uint8_t buffer[4];
-      const Status s = device_.configRead(route_, port, space, index, 1, buffer);
-      if (s != status::kSuccess) {
-        out.failures[index] = s;
-        continue;
-      }
-      out.values[index] = loadBigEndian(buffer);
-    }
-    return out;
-  }
-
-  std::optional<Status> mostCommonFailure() const {
-    std::map<Status, size_t> counts;
-    for (const auto& [where, scanned] : scans_)
-      for (const auto& [index, failure] : scanned.failures) ++counts[failure];
-    std::optional<Status> most;
-    size_t mostCount = 0;
-    for (auto [failure, count] : counts)
-      if (count > mostCount) most = failure, mostCount = count;
-    return most;
-  }
-
-  // The values of a space: where the replay reads 0 for what it is not given,
-  // only the non-zero ones; where it fails those, every value read.
-  static Json wordsJson(const SpaceScan& scanned, std::optional<Status> unlisted) {
-    Json out = Json::object();
-    for (auto [index, value] : scanned.values)
-      if (value != 0 || unlisted) out[hex(index)] = textf("0x%08x", value);
-    return out;
-  }
-
-  void port(const RegistryEntry& entry, std::vector<std::pair<uint32_t, Json>>& ports) {
+  void port(SpaceReader& reader, const RegistryEntry& entry, std::vector<std::pair<uint32_t, Json>>& ports,
+            SpaceScans& scans) {
     std::optional<uint64_t> n = number(entry, kPortNumberKey);
-    if (!n || *n == 0 || *n > 63) return;
+    if (!n || *n == 0 || *n > 63 || scans.count({static_cast<uint32_t>(*n), kPortSpace})) return;
     const uint32_t p = static_cast<uint32_t>(*n);
-    for (uint32_t space : {kPortSpace, kPathSpace, kCounterSpace}) scan(p, space);
+    for (uint32_t space : {kPortSpace, kPathSpace, kCounterSpace}) scans[{p, space}] = scanSpace(reader, p, space);
     Json out = Json::object();
     out["registry"] = registryJson(entry, kDerivedPortKeys);
     if (hasChild(entry, kXDomainLinkClass)) out["xdomain"] = true;
@@ -193,11 +371,8 @@ class ControllerCapture {
   }
 
   // The DROM offset from the DFT capability in the device space read, or 0.
-  static uint32_t dromOffset(const std::map<uint32_t, uint32_t>& device) {
-    auto at = [&](uint32_t i) {
-      auto it = device.find(i);
-      return it == device.end() ? 0u : it->second;
-    };
+  static uint32_t dromOffset(const SpaceScan& device) {
+    auto at = [&](uint32_t i) { return valueAt(device, i); };
     uint32_t cap = kFirstCapabilityPointer.of(at(kFirstCapabilityDword));
     for (uint32_t steps = 0; cap != 0 && steps < kMaxCapabilities; ++steps) {
       const uint32_t header = at(cap);
@@ -207,7 +382,7 @@ class ControllerCapture {
     return 0;
   }
 
-  static void eeprom(const RegistryEntry& sw, const std::map<uint32_t, uint32_t>& device, Json& r) {
+  static void eeprom(const RegistryEntry& sw, const SpaceScan& device, Json& r) {
     std::optional<Property> drom = sw.property(kDromKey);
     const uint32_t offset = dromOffset(device) & 0xffff;
     if (!drom || !drom->isData() || drom->asData().empty() || offset == 0) return;
@@ -219,10 +394,8 @@ class ControllerCapture {
   }
 
   DeviceInterface& device_;
-  size_t controller_;
-  Json& faults_;
-  uint64_t route_ = 0;
-  std::map<std::pair<uint32_t, uint32_t>, SpaceScan> scans_;  // by (adapter, space)
+  uint8_t routerID_;
+  bool probeBridges_ = false;
   std::set<uint64_t> seen_;
 };
 
@@ -257,7 +430,7 @@ void captureFacts(Json& doc) {
   if (std::optional<std::string> disk = host().bootDiskName()) doc["boot-disk"] = *disk;
 }
 
-Json captureController(const RegistryEntry& controller, size_t index, Json& faults) {
+Json captureController(const RegistryEntry& controller) {
   Json out = Json::object();
   std::unique_ptr<ControllerPlugIn> plugIn;
   if (platform().controllerDriver().createPlugIn(controller, plugIn) != status::kSuccess || !plugIn) return out;
@@ -267,11 +440,13 @@ Json captureController(const RegistryEntry& controller, size_t index, Json& faul
   if (!device) return out;
   out["interface-version"] = version;
   Json routers = Json::array();
-  ControllerCapture capture(*device, index, faults);
   for (const RegistryEntry& port : controller.children()) {
     if (!port.conformsTo(kPortClass)) continue;
-    for (const RegistryEntry& sw : port.children())
-      if (sw.conformsTo(kSwitchClass)) capture.router(sw, routers);
+    for (const RegistryEntry& sw : port.children()) {
+      if (!sw.conformsTo(kSwitchClass)) continue;
+      ControllerCapture capture(*device, routerIDOfEntry(sw));
+      capture.router(sw, routers);
+    }
     break;
   }
   out["routers"] = std::move(routers);
@@ -284,11 +459,9 @@ std::string captureHost() {
   Json doc = Json::object();
   captureFacts(doc);
   Json controllers = Json::array();
-  Json faults = Json::array();
   for (const RegistryEntry& controller : registry().matching(kControllerClass))
-    controllers.push_back(captureController(controller, controllers.size(), faults));
+    controllers.push_back(captureController(controller));
   doc["controllers"] = std::move(controllers);
-  if (!faults.empty()) doc["faults"] = std::move(faults);
   return doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

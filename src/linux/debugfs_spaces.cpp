@@ -97,6 +97,14 @@ Status DebugfsSpaces::read(uint32_t domain, uint64_t route, uint32_t port, uint3
   return word->second.status;
 }
 
+std::vector<uint32_t> DebugfsSpaces::listed(uint32_t domain, uint64_t route, uint32_t port, uint32_t space) {
+  std::vector<uint32_t> out;
+  const std::string path = fileOf(domain, route, port, space);
+  if (path.empty()) return out;
+  for (const auto& [index, word] : snapshot(path, domain, route, port).words) out.push_back(index);
+  return out;
+}
+
 void DebugfsSpaces::dropRouter(uint32_t domain, uint64_t route) {
   const std::string prefix = root_ + "/" + routerName(domain, route) + "/";
   for (auto it = snapshots_.lower_bound(prefix); it != snapshots_.end() && it->first.rfind(prefix, 0) == 0;)

@@ -49,6 +49,9 @@ class DebugfsSpaces {
   void refuseWrites() { writesRefused_ = true; }
   bool writesRefused() const { return writesRefused_; }
 
+  /// The indexes the file of a space lists (failure lines included),
+  /// ascending; none when the file cannot be read.
+  std::vector<uint32_t> listed(uint32_t domain, uint64_t route, uint32_t port, uint32_t space);
   /// The file of a space ("" for a space that has none).
   std::string fileOf(uint32_t domain, uint64_t route, uint32_t port, uint32_t space) const;
   /// The adapters that have a folder below the router, ascending.

@@ -42,6 +42,16 @@ class LinuxDeviceInterface : public DeviceInterface {
     return s;
   }
 
+  // What the register file lists; every other index fails alike.
+  std::vector<IndexRange> listedIndexes(uint64_t route, uint32_t port, uint32_t space) override {
+    std::vector<IndexRange> out;
+    for (uint32_t index : driver_.spaces().listed(domain_, route, port, space)) {
+      if (!out.empty() && out.back().last + 1 == index) out.back().last = index;
+      else out.push_back({index, index});
+    }
+    return out;
+  }
+
   // A stock kernel offers user space no bus rescan, no I2C and no IECS transactions.
   Status rescanBus() override { return status::kUnsupported; }
   Status i2cTransaction(uint64_t, uint8_t, uint32_t, const uint8_t*, uint32_t, uint8_t*) override {

@@ -2,8 +2,10 @@
 // The controller driver's user-client interface: a plug-in created for a
 // controller's registry entry hands out a device interface, a table of
 // operations. Configuration data travels big-endian in the buffer.
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "platform/registry.h"
 #include "platform/status.h"
@@ -29,6 +31,27 @@ constexpr void storeBigEndian(uint32_t value, uint8_t* bytes) {
 inline constexpr uint32_t kIecsDirectionRead = 0;
 inline constexpr uint32_t kIecsDirectionWrite = 1;
 
+/// Double-word indexes of a configuration access are 13 bits wide.
+inline constexpr uint32_t kConfigIndexCount = 0x2000;
+
+/// Double-word indexes first to last (inclusive).
+struct IndexRange {
+  uint32_t first = 0;
+  uint32_t last = 0;
+  bool operator==(const IndexRange&) const = default;
+};
+
+/// Sorts ranges and joins those that overlap or touch.
+inline void joinRanges(std::vector<IndexRange>& ranges) {
+  std::sort(ranges.begin(), ranges.end(), [](const IndexRange& a, const IndexRange& b) { return a.first < b.first; });
+  size_t kept = 0;
+  for (const IndexRange& r : ranges) {
+    if (kept > 0 && uint64_t{ranges[kept - 1].last} + 1 >= r.first) ranges[kept - 1].last = std::max(ranges[kept - 1].last, r.last);
+    else ranges[kept++] = r;
+  }
+  ranges.resize(kept);
+}
+
 /// One open device interface of one controller. Destroying it is the release entry.
 class DeviceInterface {
  public:
@@ -39,6 +62,13 @@ class DeviceInterface {
   /// Writes count double words given big-endian in buffer.
   virtual Status configWrite(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t count,
                              const uint8_t* buffer) = 0;
+  /// The indexes of a space that the backend knows something about, by
+  /// ascending index: every index outside them answers a read alike (the
+  /// same value or the same failure), so that one read stands for them all.
+  /// A backend that cannot tell lists every index (the default).
+  virtual std::vector<IndexRange> listedIndexes(uint64_t /*route*/, uint32_t /*port*/, uint32_t /*space*/) {
+    return {{0, kConfigIndexCount - 1}};
+  }
   virtual Status rescanBus() = 0;
   /// Writes writeLength bytes, then reads readLength bytes, at the I2C address.
   virtual Status i2cTransaction(uint64_t route, uint8_t address, uint32_t writeLength, const uint8_t* writeBuffer,

@@ -35,6 +35,23 @@ class SimDeviceInterface : public DeviceInterface {
     return status::kSuccess;
   }
 
+  // What the router stores, fails or models, and what a read fault names;
+  // every other index reads alike (0, or the router's unlisted status).
+  std::vector<IndexRange> listedIndexes(uint64_t route, uint32_t port, uint32_t space) override {
+    const Router* r = host_.router(controller_, route);
+    if (!r || port > kMaxAdapter || space >= kSpaceCount) return {};  // every read fails alike
+    std::vector<IndexRange> out = r->listedIndexes(port, space);
+    for (const Fault& f : host_.faults()) {
+      if (f.op != kFaultConfigRead || (f.controller && *f.controller != controller_) || (f.route && *f.route != route) ||
+          (f.port && *f.port != port) || (f.space && *f.space != space))
+        continue;
+      if (!f.index) return {{0, kConfigIndexCount - 1}};
+      if (*f.index < kConfigIndexCount) out.push_back({*f.index, *f.index});
+    }
+    joinRanges(out);
+    return out;
+  }
+
   Status rescanBus() override { return status::kSuccess; }
 
   Status i2cTransaction(uint64_t route, uint8_t address, uint32_t writeLength, const uint8_t* writeBuffer,

@@ -154,7 +154,6 @@ std::unique_ptr<SimHost> loadMachine(const json& doc, JsonReader& in) {
             readStartState(in, doc, *host);
   if (!ok) return nullptr;
   host->setAccessLatencyMicroseconds(latency);
-  host->setDocument(doc);
   return host;
 }
 

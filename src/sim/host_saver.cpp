@@ -23,14 +23,13 @@ constexpr uint64_t kJoinGap = 16;
 /// The written bytes of a memory as { "0x<address>": "<hex>" } runs.
 json byteRuns(const ByteMemory& m) {
   json runs = json::object();
-  const auto& bytes = m.written();
-  for (auto it = bytes.begin(); it != bytes.end();) {
-    uint64_t start = it->first, end = start;  // end: one past the run
-    while (it != bytes.end() && it->first <= end + kJoinGap) {
-      end = uint64_t{it->first} + 1;
-      ++it;
-    }
+  const auto& written = m.runs();
+  for (auto it = written.begin(); it != written.end();) {
+    const uint64_t start = it->start;
+    uint64_t end = start;  // one past the run
+    while (it != written.end() && it->start <= end + kJoinGap) end = (it++)->end();
     std::string hex;
+    hex.reserve(2 * (end - start));
     for (uint64_t a = start; a < end; ++a) appendf(hex, "%02x", m.read(a));
     runs[textf("0x%llx", static_cast<unsigned long long>(start))] = hex;
   }

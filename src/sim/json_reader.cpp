@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <iterator>
 
 #include "platform/text.h"
 
@@ -142,12 +143,20 @@ bool JsonReader::bytes(const nlohmann::json& v, const std::string& path, std::ve
 
 bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, DwordStore& store) {
   if (!anyObject(v, path)) return false;
+  std::vector<DwordStore::Word> words;
+  words.reserve(v.size());
   for (const auto& [k, value] : v.items()) {
     std::string at = keyPath(path, k);
     uint32_t index = 0, word = 0;
     if (!key(k, at, index) || !number(value, at, word)) return false;
-    if (store.isSet(index)) return fail(at, textf("double word %u given twice", index));
-    store.write(index, word);
+    words.emplace_back(index, word);
+  }
+  if (std::optional<size_t> twice = store.writeAll(std::move(words))) {
+    auto it = v.items().begin();
+    std::advance(it, *twice);
+    uint32_t index = 0;
+    key(it.key(), path, index);
+    return fail(keyPath(path, it.key()), textf("double word %u given twice", index));
   }
   return true;
 }

@@ -1,6 +1,7 @@
 #include "sim/router.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "sim/register_fields.h"
 
@@ -48,17 +49,23 @@ const RegistryOverrides* Router::portRegistry(uint32_t port) const {
   return it == portRegistry_.end() ? nullptr : &it->second;
 }
 
+const DwordStore* Router::storeOf(uint32_t port, uint32_t space) const {
+  auto it = spaces_.find(spaceKey(port, space));
+  return it == spaces_.end() ? nullptr : &it->second;
+}
+
 uint32_t Router::peek(uint32_t port, uint32_t space, uint32_t index) const {
-  auto it = registers_.find(configAddress(port, space, index));
-  return it == registers_.end() ? 0 : it->second;
+  const DwordStore* s = storeOf(port, space);
+  return s ? s->read(index) : 0;
 }
 
 void Router::poke(uint32_t port, uint32_t space, uint32_t index, uint32_t value) {
-  registers_[configAddress(port, space, index)] = value;
+  store(port, space).write(index, value);
 }
 
 bool Router::isSet(uint32_t port, uint32_t space, uint32_t index) const {
-  return registers_.count(configAddress(port, space, index)) != 0;
+  const DwordStore* s = storeOf(port, space);
+  return s && s->isSet(index);
 }
 
 RegisterModel* Router::modelAt(uint32_t port, uint32_t space, uint32_t index) const {
@@ -67,7 +74,54 @@ RegisterModel* Router::modelAt(uint32_t port, uint32_t space, uint32_t index) co
   return nullptr;
 }
 
+namespace {
+bool before(const ReadFailure& a, const ReadFailure& b) {
+  return std::tie(a.port, a.space, a.indexes.first) < std::tie(b.port, b.space, b.indexes.first);
+}
+}  // namespace
+
+std::optional<size_t> Router::setReadFailures(std::vector<ReadFailure> failures) {
+  std::vector<size_t> order(failures.size());
+  for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return before(failures[a], failures[b]); });
+  for (size_t i = 1; i < order.size(); ++i) {
+    const ReadFailure& a = failures[order[i - 1]];
+    const ReadFailure& b = failures[order[i]];
+    if (a.port == b.port && a.space == b.space && b.indexes.first <= a.indexes.last)
+      return std::max(order[i - 1], order[i]);
+  }
+  std::sort(failures.begin(), failures.end(), before);
+  readFailures_ = std::move(failures);
+  return std::nullopt;
+}
+
+std::optional<Status> Router::readFailure(uint32_t port, uint32_t space, uint32_t index) const {
+  const ReadFailure key{port, space, {index, index}, 0};
+  auto it = std::upper_bound(readFailures_.begin(), readFailures_.end(), key, before);
+  if (it == readFailures_.begin()) return std::nullopt;
+  --it;
+  if (it->port != port || it->space != space || index > it->indexes.last) return std::nullopt;
+  return it->status;
+}
+
+std::vector<IndexRange> Router::listedIndexes(uint32_t port, uint32_t space) const {
+  std::vector<IndexRange> out;
+  forEachStored(port, space, [&](uint32_t index, uint32_t) {
+    if (!out.empty() && out.back().last + 1 == index) out.back().last = index;
+    else out.push_back({index, index});
+  });
+  for (const ReadFailure& f : readFailures_)
+    if (f.port == port && f.space == space) out.push_back(f.indexes);
+  if (port == 0 && space == kDeviceSpace && !models_.empty())
+    for (uint32_t index = 0; index < kConfigIndexCount; ++index)
+      if (modelAt(port, space, index)) out.push_back({index, index});
+  joinRanges(out);
+  return out;
+}
+
 Status Router::read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) {
+  if (!readFailures_.empty())
+    if (std::optional<Status> failed = readFailure(port, space, index)) return *failed;
   if (RegisterModel* model = modelAt(port, space, index)) return model->read(port, space, index, value);
   if (unlistedStatus_ && !isSet(port, space, index)) return *unlistedStatus_;
   value = peek(port, space, index);

@@ -9,10 +9,10 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "platform/device_interface.h"
 #include "platform/property.h"
 #include "platform/status.h"
 #include "sim/memory.h"
@@ -40,6 +40,15 @@ constexpr uint64_t configAddress(uint32_t port, uint32_t space, uint32_t index) 
 struct RegistryOverrides {
   PropertyDict set;
   std::vector<std::string> removed;
+};
+
+/// Double words of one space of one adapter whose reads fail with a status
+/// ("read-failures"), as on a host that cannot read them.
+struct ReadFailure {
+  uint32_t port = 0;
+  uint32_t space = 0;
+  IndexRange indexes;
+  Status status = 0;
 };
 
 class Router {
@@ -86,16 +95,32 @@ class Router {
   /// True when the double word was stored (by the host file or since).
   bool isSet(uint32_t port, uint32_t space, uint32_t index) const;
   /// Calls visit(index, value) for every stored double word of (port, space),
-  /// in no particular order.
+  /// by ascending index.
   template <typename Visit>
   void forEachStored(uint32_t port, uint32_t space, Visit&& visit) const {
-    const uint64_t prefix = configAddress(port, space, 0);
-    for (const auto& [address, value] : registers_)
-      if ((address & ~uint64_t{0xFFFFFFFF}) == prefix) visit(static_cast<uint32_t>(address), value);
+    if (const DwordStore* store = storeOf(port, space))
+      for (auto [index, value] : store->words()) visit(index, value);
   }
+  /// The stored double words of (port, space), created empty when absent
+  /// (the loader fills it at once).
+  DwordStore& store(uint32_t port, uint32_t space) { return spaces_[spaceKey(port, space)]; }
+  /// Those of (port, space), or null when none was ever stored.
+  const DwordStore* storeOf(uint32_t port, uint32_t space) const;
 
-  /// A configuration read as the hardware answers it: the first attached model
-  /// that handles the address, else the store.
+  /// The failing ranges, ascending by (port, space, first index); none overlap.
+  const std::vector<ReadFailure>& readFailures() const { return readFailures_; }
+  /// Replaces the failing ranges; when two of one space overlap, nothing is
+  /// replaced and the position in failures of the later of them is returned.
+  std::optional<size_t> setReadFailures(std::vector<ReadFailure> failures);
+  /// The status a read of the double word fails with by readFailures, if any.
+  std::optional<Status> readFailure(uint32_t port, uint32_t space, uint32_t index) const;
+  /// The indexes of (port, space) that may read otherwise than a double word
+  /// never stored: the stored ones, the failing ranges and, in the device
+  /// space (where every model sits), those a model handles. Ascending, joined.
+  std::vector<IndexRange> listedIndexes(uint32_t port, uint32_t space) const;
+
+  /// A configuration read as the hardware answers it: a failing range fails
+  /// it, else the first attached model that handles the address, else the store.
   Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value);
   /// A configuration write as the hardware takes it (models first, then the store).
   Status write(uint32_t port, uint32_t space, uint32_t index, uint32_t value);
@@ -151,13 +176,15 @@ class Router {
   std::set<uint32_t> hostLinks_;
   RegistryOverrides registry_;
   std::map<uint32_t, RegistryOverrides> portRegistry_;
-  std::unordered_map<uint64_t, uint32_t> registers_;  // by configAddress
-  std::set<uint64_t> written_;                        // by configAddress
+  static uint32_t spaceKey(uint32_t port, uint32_t space) { return (port & 0xffff) << 8 | (space & 0xff); }
+  std::map<uint32_t, DwordStore> spaces_;  // by spaceKey
+  std::set<uint64_t> written_;  // by configAddress
   std::vector<std::shared_ptr<RegisterModel>> models_;
   std::optional<ByteMemory> eeprom_;
   std::optional<ByteMemory> nvm_;
   DwordStore lcMemory_;
   std::optional<Status> unlistedStatus_;
+  std::vector<ReadFailure> readFailures_;
   struct Iecs {
     std::shared_ptr<IecsDeviceModel> device;
     std::shared_ptr<IecsRegisterFile> file;

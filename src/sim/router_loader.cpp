@@ -23,10 +23,7 @@ bool readRegistry(JsonReader& in, const json& v, const std::string& path, Regist
 
 /// A map of double-word index -> value into one space of an adapter.
 bool readSpace(JsonReader& in, const json& v, const std::string& path, Router& r, uint32_t port, uint32_t space) {
-  DwordStore store;
-  if (!in.dwordMap(v, path, store)) return false;
-  for (auto [index, word] : store.words()) r.poke(port, space, index, word);
-  return true;
+  return in.dwordMap(v, path, r.store(port, space));
 }
 
 bool readPort(JsonReader& in, const json& v, const std::string& path, uint32_t port, Router& r) {
@@ -107,13 +104,43 @@ bool readI2c(JsonReader& in, const json& v, const std::string& path, Router& r) 
   return true;
 }
 
+/// "read-failures": [{ "port", "space", "first", "last", "status" }], each
+/// failing the reads of double words first to last (by default the whole
+/// space) of one space of one adapter (by default the router itself).
+bool readReadFailures(JsonReader& in, const json& v, const std::string& path, Router& r) {
+  if (!in.array(v, path)) return false;
+  std::vector<ReadFailure> failures(v.size());
+  for (size_t i = 0; i < v.size(); ++i) {
+    const std::string at = indexPath(path, i);
+    ReadFailure& f = failures[i];
+    f.indexes = {0, kConfigIndexCount - 1};
+    auto number = [&](const char* key, auto& out, uint64_t max) {
+      return in.optional(v[i], key, at, [&](const json& x, const std::string& p) { return in.number(x, p, out, max); });
+    };
+    const json* space = nullptr;
+    const json* st = nullptr;
+    if (!in.object(v[i], at, {"port", "space", "first", "last", "status"}) ||
+        !(space = in.required(v[i], "space", at)) || !in.number(*space, keyPath(at, "space"), f.space, kSpaceCount - 1) ||
+        !number("port", f.port, kMaxAdapter) || !number("first", f.indexes.first, kConfigIndexCount - 1) ||
+        !number("last", f.indexes.last, kConfigIndexCount - 1) || !(st = in.required(v[i], "status", at)) ||
+        !in.number(*st, keyPath(at, "status"), f.status))
+      return false;
+    if (f.status == status::kSuccess) return in.fail(keyPath(at, "status"), "a failure status is not 0");
+    if (f.indexes.last < f.indexes.first)
+      return in.fail(keyPath(at, "last"), textf("0x%x is below first (0x%x)", f.indexes.last, f.indexes.first));
+  }
+  if (std::optional<size_t> overlapping = r.setReadFailures(std::move(failures)))
+    return in.fail(indexPath(path, *overlapping), "overlaps another failing range of the same space");
+  return true;
+}
+
 }  // namespace
 
 std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::string& path, SimHost& host,
                                    size_t controller) {
   if (!in.object(v, path,
                  {"route", "registry", "device-space", "ports", "eeprom", "nvm", "iecs", "i2c", "lc-memory",
-                  "unlisted-status", "bridges"}))
+                  "unlisted-status", "read-failures", "bridges"}))
     return nullptr;
   const json* routeValue = in.required(v, "route", path);
   uint64_t route = 0;
@@ -145,6 +172,7 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
                 r->setUnlistedStatus(static_cast<Status>(st));
                 return true;
               }) &&
+      section("read-failures", [&](const json& s, const std::string& p) { return readReadFailures(in, s, p, *r); }) &&
       section("bridges", [&](const json& s, const std::string& p) {
         if (in.routerNesting >= kMaxBridgeChain)
           return in.fail(p, textf("bridges chained more than %u deep", kMaxBridgeChain));

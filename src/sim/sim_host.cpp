@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sim/json_document.h"
+
 namespace tbt::sim {
 
 namespace {
@@ -22,7 +24,7 @@ bool faultMatches(const Fault& f, const FaultQuery& q) {
          agrees(f.device, q.device) && agrees(f.address, q.address);
 }
 
-SimHost::SimHost() : document_(std::make_unique<nlohmann::json>(nlohmann::json::object())) {
+SimHost::SimHost() {
   installStandardShellCommands();
 }
 
@@ -175,8 +177,10 @@ std::optional<Status> SimHost::matchFault(const FaultQuery& query) {
   return result;
 }
 
-const nlohmann::json& SimHost::document() const { return *document_; }
-
-void SimHost::setDocument(const nlohmann::json& document) { *document_ = document; }
+nlohmann::json SimHost::document() const {
+  nlohmann::json doc = nlohmann::json::object();
+  if (!documentText_.empty()) parseJsonDocument(documentText_, doc);
+  return doc;
+}
 
 }  // namespace tbt::sim

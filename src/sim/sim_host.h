@@ -201,9 +201,10 @@ class SimHost {
   const std::string& logIdent() const { return ident_; }
 
   // ---- The host file -----------------------------------------------------
-  /// The host file as loaded (saving writes the current state into a copy).
-  const nlohmann::json& document() const;
-  void setDocument(const nlohmann::json& document);
+  /// The host file as loaded (saving writes the current state into a copy),
+  /// parsed again from its text: a loaded host keeps only the text.
+  nlohmann::json document() const;
+  void setDocument(std::string text) { documentText_ = std::move(text); }
 
  private:
   /// checkFault once there are faults.
@@ -246,7 +247,7 @@ class SimHost {
   std::string printed_;
   bool echo_ = false;
   std::string ident_ = "updatechecker";
-  std::unique_ptr<nlohmann::json> document_;
+  std::string documentText_;
 };
 
 }  // namespace tbt::sim

@@ -35,7 +35,9 @@ std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error)
     if (message.empty()) {
       JsonReader in;
       auto machine = loadMachine(doc, in);
+      doc = nlohmann::json();  // the machine holds what it needs; the text is kept for saving
       if (machine) {
+        machine->setDocument(std::string(json));
         attachModels(*machine);
         return std::make_unique<SimPlatform>(std::move(machine));
       }

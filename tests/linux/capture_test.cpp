@@ -1,29 +1,129 @@
-// tbkit capture: the default simulated host round-trips byte for byte, and a
-// capture of the Linux fixture, loaded as a simulated host, answers every
-// register read and the topology commands as the Linux host did.
+// tbkit capture: every fixture and a large generated fabric round-trip byte
+// for byte and load again; a capture of the Linux fixture, loaded as a
+// simulated host, answers every register read and the topology commands as
+// the Linux host did, missing adapter folders included; routers behind
+// bridges are replayed.
 #include <gtest/gtest.h>
 
+#include <chrono>
+
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 
+#include <nlohmann/json.hpp>
+
 #include "cli/host_capture.h"
 #include "cli/tbkit_run.h"
 #include "platform/registry_helpers.h"
+#include "platform/text.h"
 #include "support/scoped_host.h"
 #include "support/scoped_linux_host.h"
 
 namespace tbt::test {
 namespace {
 
-TEST(Capture, DefaultSimulatedHostRoundTripsByteForByte) {
-  std::string first;
-  {
-    ScopedHost host{DefaultHost{}};
-    first = cli::captureHost();
+std::string fileText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// A tree of count routers, four lane adapters each below the host router's,
+// every space of every adapter with a few values; no access latency.
+std::string fabric(size_t count) {
+  nlohmann::json routers = nlohmann::json::array();
+  std::vector<std::pair<uint64_t, unsigned>> frontier = {{0, 0}};
+  for (size_t next = 0; routers.size() < count; ++next) {
+    const auto [route, depth] = frontier[next];
+    nlohmann::json r = {{"route", textf("0x%llx", static_cast<unsigned long long>(route))},
+                        {"device-space", {{"0", "0x15ef8086"}, {"2", textf("0x%x", static_cast<uint32_t>(route))}}}};
+    for (uint32_t p = 2; p <= 5; ++p) {
+      r["ports"][std::to_string(p)] = {{"port-space", {{"0", textf("0x%x", p)}}},
+                                       {"path-space", {{"0x10", "0x80000001"}}},
+                                       {"counter-space", {{"1", "0x5"}}}};
+      frontier.emplace_back(route | uint64_t{p} << (8 * depth), depth + 1);
+    }
+    routers.push_back(std::move(r));
   }
+  return nlohmann::json{{"access-latency-us", 0}, {"controllers", {{{"routers", routers}}}}}.dump();
+}
+
+// Captures a host, loads the capture, captures that again: the two agree
+// byte for byte and stay under the host-file limit.
+void roundTrip(const std::string& first) {
+  ASSERT_LT(first.size(), 16u << 20);
+  std::string error;
+  ASSERT_TRUE(sim::loadHost(first, &error)) << error;
   ScopedHost again(first);
   EXPECT_EQ(cli::captureHost(), first);
+}
+
+TEST(Capture, EveryFixtureRoundTrips) {
+  std::vector<std::string> files;
+  for (const char* folder : {"/hosts", "/../tests/golden/reports"})
+    for (const auto& entry : std::filesystem::directory_iterator(std::string(TBT_FIXTURES_DIR) + folder))
+      if (entry.path().extension() == ".json") files.push_back(entry.path());
+  ASSERT_GE(files.size(), 5u);
+  for (const std::string& file : files) {
+    SCOPED_TRACE(file);
+    std::string first;
+    {
+      ScopedHost host(fileText(file));
+      first = cli::captureHost();
+    }
+    roundTrip(first);
+  }
+  ScopedLinuxHost linux;
+  roundTrip(cli::captureHost());
+}
+
+TEST(Capture, LargeFabricRoundTripsInTime) {
+  std::string first;
+  {
+    ScopedHost host(fabric(4000));
+    const auto start = std::chrono::steady_clock::now();
+    first = cli::captureHost();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  }
+  EXPECT_EQ(nlohmann::json::parse(first)["controllers"][0]["routers"].size(), 4000u);
+  roundTrip(first);
+}
+
+// An adapter folder the kernel left out fails as ranges: the capture stays
+// small and replays them.
+TEST(Capture, MissingAdapterFolderBecomesRanges) {
+  ScopedLinuxHost linux("chain", {}, [](const std::string& root) {
+    std::filesystem::remove_all(root + "/sys/kernel/debug/thunderbolt/0-1/port3");
+  });
+  const std::string text = cli::captureHost();
+  EXPECT_LT(text.size(), 20000u);
+  const nlohmann::json doc = nlohmann::json::parse(text);
+  nlohmann::json failures;
+  for (const nlohmann::json& r : doc["controllers"][0]["routers"])
+    if (r["route"] == "0x1") failures = r["read-failures"];
+  ASSERT_EQ(failures.size(), 3u) << failures;
+  EXPECT_EQ(failures[0], nlohmann::json::parse(
+                             R"({"port": 3, "space": 0, "first": "0x0", "last": "0x1fff", "status": "0xe00002f0"})"));
+  roundTrip(text);
+}
+
+TEST(Capture, BridgedRoutersReplay) {
+  std::string text;
+  {
+    ScopedHost host(fileText(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
+    text = cli::captureHost();
+  }
+  const std::string file = testing::TempDir() + "bridged_capture.json";
+  std::ofstream(file) << text;
+  for (auto [buses, value] : {std::pair{std::vector<std::string>{"0"}, "0xa0a0a0a0"}, {{"1"}, "0xb0b0b0b0"},
+                              {{"0", "0"}, "0xc0c0c0c0"}}) {
+    std::vector<std::string> args = {"read",    "--host=sim:" + file, "--via-parent", "0x1", "--space",
+                                     "device", "--index",            "0x40"};
+    for (const std::string& bus : buses) args.insert(args.end(), {"--bus", bus});
+    const cli::Outcome run = cli::tbkit(args);
+    EXPECT_EQ(run.out, std::string("0x0040: ") + value + "\n") << run.err;
+  }
 }
 
 // The device interface of the first controller of a platform.

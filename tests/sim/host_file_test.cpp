@@ -81,6 +81,22 @@ const BadHost kBadHosts[] = {
     {"KeyTwiceInARouter", ROUTERS(R"({"route": 0, "ports": {}, "route": 1})"),
      "controllers[0].routers[0].route: key given twice in one object"},
     {"ControlCharacterInAKey", "{\"a\\nb\": 1}", "a\\nb: unknown key"},
+#define FAILING(...) ROUTERS(R"({"route": 0, "read-failures": [)" __VA_ARGS__ "]}")
+    {"FailureSpaceAbove3", FAILING(R"({"space": 4, "status": 1})"),
+     "controllers[0].routers[0].read-failures[0].space: 0x4 is above the largest value 0x3"},
+    {"FailurePortAbove63", FAILING(R"({"port": 64, "space": 1, "status": 1})"),
+     "controllers[0].routers[0].read-failures[0].port: 0x40 is above the largest value 0x3f"},
+    {"FailureLastAbove0x1fff", FAILING(R"({"space": 2, "last": "0x2000", "status": 1})"),
+     "controllers[0].routers[0].read-failures[0].last: 0x2000 is above the largest value 0x1fff"},
+    {"FailureLastBelowFirst", FAILING(R"({"space": 2, "first": 5, "last": 4, "status": 1})"),
+     "controllers[0].routers[0].read-failures[0].last: 0x4 is below first (0x5)"},
+    {"FailureStatusZero", FAILING(R"({"space": 2, "status": 0})"),
+     "controllers[0].routers[0].read-failures[0].status: a failure status is not 0"},
+    {"FailureSpaceMissing", FAILING(R"({"status": 1})"),
+     "controllers[0].routers[0].read-failures[0].space: required key is missing"},
+    {"FailuresOverlap", FAILING(R"({"space": 2, "first": 5, "last": 9, "status": 1},)"
+                                R"({"space": 2, "first": 0, "last": 5, "status": 2})"),
+     "controllers[0].routers[0].read-failures[1]: overlaps another failing range of the same space"},
 };
 
 class BadHostTest : public testing::TestWithParam<BadHost> {};
@@ -130,6 +146,30 @@ TEST(HostFile, DeepNestingIsRefusedWithOneLine) {
   }
   std::string error;
   EXPECT_NE(loadHost(bridgeChain(7), &error), nullptr) << error;
+}
+
+// A failing range fails the reads inside it (and only those) with its status,
+// before the store and the unlisted status; ranges at the edges of a space.
+TEST(HostFile, ReadFailuresFailTheirRanges) {
+  std::string error;
+  auto p = loadHost(ROUTERS(R"({"route": 0, "unlisted-status": 3, "device-space": {"1": "0x10", "4": "0x44"},)"
+                       R"("ports": {"1": {"port-space": {"5": 6}}}, "read-failures": [)"
+                       R"({"space": 2, "first": 0, "last": 3, "status": "0xe00002f0"},)"
+                       R"({"space": 2, "first": "0x1fff", "status": 7},)"
+                       R"({"space": 2, "first": 5, "last": 5, "status": 9}]})"),
+               &error);
+  ASSERT_TRUE(p) << error;
+  const struct {
+    uint32_t port, space, index;
+    Status status;
+    uint32_t value;
+  } reads[] = {{0, 2, 1, 0xe00002f0, 0}, {0, 2, 3, 0xe00002f0, 0}, {0, 2, 4, 0, 0x44}, {0, 2, 5, 9, 0},
+               {0, 2, 6, 3, 0},          {0, 2, 0x1ffe, 3, 0},      {0, 2, 0x1fff, 7, 0}, {1, 1, 5, 0, 6}};
+  for (const auto& r : reads) {
+    uint32_t value = 0;
+    EXPECT_EQ(p->sim().configRead(0, 0, r.port, r.space, r.index, value), r.status) << r.index;
+    EXPECT_EQ(value, r.value) << r.index;
+  }
 }
 
 TEST(HostFile, ManyRegistryPropertiesLoadInLinearTime) {

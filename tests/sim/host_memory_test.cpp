@@ -1,0 +1,73 @@
+// The memory a large host file takes to load: at most ten times the file's
+// size plus 32 MiB, for the shapes whose values used to take a map node each
+// (a long NVM image, full path spaces). Measured in a child process, so that
+// what the other tests left resident does not count.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/text.h"
+#include "sim/sim_platform.h"
+
+namespace tbt::sim {
+namespace {
+
+constexpr size_t kFileSize = 12u << 20;
+
+std::string nvmImage() {
+  std::string text = R"({"controllers": [{"routers": [{"route": 0, "nvm": {"size": "0x1000000", "bytes": {"0": ")";
+  text.append(kFileSize - 200, 'a');
+  return text + R"("}}}]}]})";
+}
+
+std::string fullPathSpaces() {
+  std::string text = R"({"controllers": [)";
+  for (size_t c = 0; text.size() < kFileSize; ++c) {
+    text += c ? R"(, {"routers": [{"route": 0, "ports": {)" : R"({"routers": [{"route": 0, "ports": {)";
+    for (uint32_t port = 1; port <= 63 && text.size() < kFileSize; ++port) {
+      appendf(text, R"(%s"%u": {"path-space": {)", port == 1 ? "" : ", ", port);
+      for (uint32_t i = 0; i < 0x2000; ++i) appendf(text, R"(%s"0x%x": "0x%08x")", i ? ", " : "", i, 0x80000000 | i);
+      text += "}}";
+    }
+    text += "}}]}";
+  }
+  return text + "]}";
+}
+
+// The growth of the peak resident memory (KiB) that loading text takes.
+long loadGrowthKiB(const std::string& text) {
+  int pipeEnds[2];
+  if (pipe(pipeEnds) != 0) return -1;
+  const pid_t child = fork();
+  if (child == 0) {
+    rusage before{}, after{};
+    getrusage(RUSAGE_SELF, &before);
+    std::string error;
+    auto host = loadHost(text, &error);
+    getrusage(RUSAGE_SELF, &after);
+    const long growth = host ? after.ru_maxrss - before.ru_maxrss : -1;
+    ssize_t written = write(pipeEnds[1], &growth, sizeof growth);
+    _exit(written == sizeof growth ? 0 : 1);
+  }
+  close(pipeEnds[1]);
+  long growth = -1;
+  if (read(pipeEnds[0], &growth, sizeof growth) != sizeof growth) growth = -1;
+  close(pipeEnds[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return growth;
+}
+
+TEST(HostMemory, LargeFilesLoadWithinTenTimesTheirSize) {
+  for (const std::string& text : {nvmImage(), fullPathSpaces()}) {
+    const long growth = loadGrowthKiB(text);
+    const long bound = static_cast<long>(10 * text.size() / 1024) + 32 * 1024;
+    ASSERT_GT(growth, 0) << text.substr(0, 80);
+    EXPECT_LE(growth, bound) << text.substr(0, 80) << " (" << text.size() << " bytes)";
+    RecordProperty("growth_kib_" + std::to_string(text.size()), std::to_string(growth));
+  }
+}
+
+}  // namespace
+}  // namespace tbt::sim
