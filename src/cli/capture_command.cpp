@@ -11,14 +11,15 @@ namespace {
 int runCapture(CommandContext& context) {
   const std::string text = captureHost();
   const std::string* path = context.args().value("output");
-  if (!path) {
+  // "-" as no file: through the checked output (quiet on a broken pipe).
+  if (!path || *path == "-") {
     context.out() << text;
     return kExitSuccess;
   }
   const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
   std::string error = writeFileAtomically(*path, std::span<const uint8_t>(bytes, text.size()));
   if (!error.empty()) return context.failure(error);
-  context.out() << textf("wrote %zu bytes to %s\n", text.size(), path->c_str());
+  context.out() << textf("wrote %zu bytes to %s\n", text.size(), escapeControls(*path).c_str());
   return kExitSuccess;
 }
 

@@ -177,12 +177,15 @@ int runBuild(CommandContext& context) {
     context.out() << hexDumpText(image, size, kDefaultWidth);
     return kExitSuccess;
   }
-  // "-" writes the image itself to standard output, with nothing around it.
-  const bool toStandardOutput = *path == "-";
-  if (toStandardOutput) context.out().flush();
+  // "-" writes the image itself to standard output, with nothing around it,
+  // through the checked output (quiet on a broken pipe).
+  if (*path == "-") {
+    context.out().write(reinterpret_cast<const char*>(image), size);
+    return kExitSuccess;
+  }
   std::string error = writeFileAtomically(*path, std::span<const uint8_t>(image, size));
   if (!error.empty()) return context.failure(error);
-  if (!toStandardOutput) context.out() << textf("wrote %u bytes to %s\n", size, path->c_str());
+  context.out() << textf("wrote %u bytes to %s\n", size, escapeControls(*path).c_str());
   return kExitSuccess;
 }
 

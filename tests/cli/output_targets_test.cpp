@@ -87,6 +87,12 @@ INSTANTIATE_TEST_SUITE_P(
         TargetCase{"ReportAllClosedPipe", {"report", "all", kRich}, Target::ClosedPipe, "", true},
         TargetCase{"LinkControllerMemoryClosedPipe", {"report", "lc-memory", "--route", "1", "--lc", "0", kRich},
                    Target::ClosedPipe, "", true},
+        // "-" names standard output: the same checked stream, as quiet on a broken pipe.
+        TargetCase{"CaptureDashClosedPipe", {"capture", "-o", "-", "--host=sim"}, Target::ClosedPipe, "", false},
+        TargetCase{"DromImageDashFull",
+                   {"drom", "build", "--port-map", "lane6-pcie4-dp3", "--uid", "1", "--vendor-id", "1", "--model-id",
+                    "2", "-o", "-"},
+                   Target::FullDevice, "tbkit: write error: No space left on device\n", false},
         TargetCase{"ReadClosedPipe",
                    {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
                    Target::ClosedPipe, "", true}),
