@@ -227,9 +227,27 @@ Json readFailuresJson(const SpaceScans& scans, std::optional<Status> unlisted) {
 // only the non-zero ones; where it fails those, every value read.
 Json wordsJson(const SpaceScan* scanned, std::optional<Status> unlisted) {
   Json out = Json::object();
-  if (scanned)
-    for (auto [index, value] : scanned->values)
-      if (value != 0 || unlisted) out[hex(index)] = textf("0x%08x", value);
+  if (!scanned) return out;
+  // Consecutive double words go as one run, "index": "w0 w1 ...".
+  const auto& values = scanned->values;
+  for (size_t i = 0; i < values.size();) {
+    if (values[i].second == 0 && !unlisted) {
+      ++i;
+      continue;
+    }
+    size_t end = i + 1;
+    while (end < values.size() && values[end].first == values[end - 1].first + 1 &&
+           (values[end].second != 0 || unlisted))
+      ++end;
+    std::string text;
+    if (end - i == 1) {
+      text = textf("0x%08x", values[i].second);
+    } else {
+      for (size_t j = i; j < end; ++j) appendf(text, j == i ? "%08x" : " %08x", values[j].second);
+    }
+    out[hex(values[i].first)] = std::move(text);
+    i = end;
+  }
   return out;
 }
 
@@ -453,6 +471,45 @@ Json captureController(const RegistryEntry& controller) {
   return out;
 }
 
+std::string compactJson(const Json& v) { return v.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+// The host file's text: each router on a line of its own (a capture of
+// thousands of routers stays a third of its indented size, and still reads
+// and compares line by line).
+std::string captureText(Json doc) {
+  std::string out = "{";
+  const char* separator = "\n";
+  for (auto& [key, value] : doc.items()) {
+    out += separator;
+    separator = ",\n";
+    out += "  " + compactJson(Json(key)) + ": ";
+    if (key != "controllers") {
+      out += compactJson(value);
+      continue;
+    }
+    out += "[";
+    const char* between = "\n";
+    for (Json& controller : value) {
+      Json routers = controller.contains("routers") ? std::move(controller["routers"]) : Json::array();
+      controller.erase("routers");
+      std::string head = compactJson(controller);
+      head.pop_back();  // its closing brace: the routers follow
+      out += between;
+      between = ",\n";
+      out += "    " + head + (controller.empty() ? "" : ",") + "\"routers\": [";
+      const char* next = "\n";
+      for (const Json& router : routers) {
+        out += next;
+        next = ",\n";
+        out += "      " + compactJson(router);
+      }
+      out += "\n    ]}";
+    }
+    out += "\n  ]";
+  }
+  return out + "\n}\n";
+}
+
 }  // namespace
 
 std::string captureHost() {
@@ -462,7 +519,7 @@ std::string captureHost() {
   for (const RegistryEntry& controller : registry().matching(kControllerClass))
     controllers.push_back(captureController(controller));
   doc["controllers"] = std::move(controllers);
-  return doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return captureText(std::move(doc));
 }
 
 }  // namespace tbt::cli

@@ -141,22 +141,61 @@ bool JsonReader::bytes(const nlohmann::json& v, const std::string& path, std::ve
   return true;
 }
 
+bool JsonReader::wordRun(std::string_view text, const std::string& path, uint32_t index,
+                         std::vector<DwordStore::Word>& words) {
+  uint32_t next = index;
+  bool last = false;  // the run reached index 0xffffffff
+  while (!text.empty()) {
+    if (text[0] == ' ') {
+      text.remove_prefix(1);
+      continue;
+    }
+    const std::string_view token = text.substr(0, text.find(' '));
+    text.remove_prefix(token.size());
+    uint32_t word = 0;
+    if (token.size() > 8 || !parseDigits(token, 16, word))
+      return fail(path, textf("expected up to 8 hex digits per double word, not '%.*s'",
+                              static_cast<int>(std::min<size_t>(token.size(), 16)), token.data()));
+    if (last) return fail(path, textf("the run from double word %u passes the last index", index));
+    words.emplace_back(next, word);
+    last = next == UINT32_MAX;
+    ++next;
+  }
+  return true;
+}
+
 bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, DwordStore& store) {
   if (!anyObject(v, path)) return false;
+  // The words of the members, up to the member that holds word number stop
+  // (that member's path into *at).
+  auto parse = [&](std::vector<DwordStore::Word>& words, size_t stop, std::string* at) {
+    for (const auto& [k, value] : v.items()) {
+      const std::string member = keyPath(path, k);
+      uint32_t index = 0, word = 0;
+      if (!key(k, member, index)) return false;
+      // "index": "w0 w1 ...": consecutive double words from index, in hex.
+      if (value.is_string() && value.get_ref<const std::string&>().find(' ') != std::string::npos) {
+        if (!wordRun(value.get_ref<const std::string&>(), member, index, words)) return false;
+      } else {
+        if (!number(value, member, word)) return false;
+        words.emplace_back(index, word);
+      }
+      if (words.size() > stop) {
+        *at = member;
+        return true;
+      }
+    }
+    return true;
+  };
   std::vector<DwordStore::Word> words;
   words.reserve(v.size());
-  for (const auto& [k, value] : v.items()) {
-    std::string at = keyPath(path, k);
-    uint32_t index = 0, word = 0;
-    if (!key(k, at, index) || !number(value, at, word)) return false;
-    words.emplace_back(index, word);
-  }
+  if (!parse(words, SIZE_MAX, nullptr)) return false;
   if (std::optional<size_t> twice = store.writeAll(std::move(words))) {
-    auto it = v.items().begin();
-    std::advance(it, *twice);
-    uint32_t index = 0;
-    key(it.key(), path, index);
-    return fail(keyPath(path, it.key()), textf("double word %u given twice", index));
+    // Rare: parse again as far as the word given twice, to name its member.
+    std::vector<DwordStore::Word> again;
+    std::string at;
+    parse(again, *twice, &at);
+    return fail(at, textf("double word %u given twice", again[*twice].first));
   }
   return true;
 }

@@ -67,8 +67,12 @@ class JsonReader {
   /// A byte string: hex digit pairs (spaces allowed, an optional 0x prefix) or
   /// "ASCII:" followed by the characters to store.
   bool bytes(const nlohmann::json& v, const std::string& path, std::vector<uint8_t>& out);
-  /// A map of double-word index -> value into store.
+  /// A map of double-word index -> value into store; a value of hex words
+  /// separated by blanks ("00000001 0000a5a5") stands for consecutive double
+  /// words from its index.
   bool dwordMap(const nlohmann::json& v, const std::string& path, DwordStore& store);
+  /// The words of a run from index into words.
+  bool wordRun(std::string_view text, const std::string& path, uint32_t index, std::vector<DwordStore::Word>& words);
   /// A map of address -> byte string, each written from its address upward.
   bool byteMap(const nlohmann::json& v, const std::string& path, ByteMemory& memory);
   /// Registry properties: JSON values as properties into set; keys given as

