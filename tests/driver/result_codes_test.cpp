@@ -127,6 +127,7 @@ const ResultCase kCases[] = {
     {"RepairRefused", nullptr, {"-u"}, 139, "Could not recover UID (0xe00002c9)"},
     {"RepairNotTethered", [](json& h) { setUpstreamPort(h, 0x301, 3); }, {}, 139, "Could not recover UID (0x7)"},
     {"ResourceDirectoryNotAscii", nullptr, {"-a"}, 16, "Could not get resources path", "/opt/\xc3\xa9/updatechecker"},
+    {"ResourceDirectoryByte80", nullptr, {"-a"}, 16, "Could not get resources path", "/opt/\x80/updatechecker"},
     // Backflash.
     {"BackflashOnBattery", onBattery, {"-b", "u", "p0", "p1"}, 3, "Cannot update because of error 0x3"},
     {"BackflashNoDisplay", [](json& h) { removeRouter(h, 0x1); }, {"-b", "u", "p0"}, 4,
