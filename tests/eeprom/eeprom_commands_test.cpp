@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"eepromReadWraps", {"eeprom", "read", "--route", "1", "--offset", "0x7fe", "--length", "3"}, 0,
                     "0x07fe: 01 02 03\n", ""},
         CommandCase{"eepromWrite",
-                    {"eeprom", "write", "--route", "1", "--offset", "4", "--data", "beef", "--save-host"},
+                    {"eeprom", "write", "--route", "1", "--offset", "4", "--data", "BEEF", "--save-host"},
                     0,
                     "wrote 2 bytes at 0x0004\nsaved the simulated host to HOST\n",
                     "",

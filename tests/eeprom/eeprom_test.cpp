@@ -176,6 +176,18 @@ TEST_F(Eeprom, AReadAfterAWriteWaitsForTheWriteCycle) {
   EXPECT_EQ(transaction(0x05, false) & 1, 0);
 }
 
+// The write cycle lasts exactly its time from the write (accesses here take none).
+TEST_F(Eeprom, TheWriteCycleLastsItsTime) {
+  start();
+  sim().setAccessLatencyMicroseconds(0);
+  ASSERT_EQ(utils().eeByteWrite(0x5A, 0x10, handle_, kDft), status::kSuccess);
+  const sim::SpiEeprom& part = sim::eepromPinsOf(router())->eeprom();
+  sim().advance(sim::kWriteCycleMicroseconds - 1);
+  EXPECT_TRUE(part.writeInProgress());
+  sim().advance(1);
+  EXPECT_FALSE(part.writeInProgress());
+}
+
 // The status register round trip prints what it read; a masked write sets
 // value bits outside the mask too.
 TEST_F(Eeprom, StatusRegisterAndMaskedWrite) {
