@@ -20,6 +20,8 @@ constexpr int kNameAttempts = 100;
 // Random characters that end a temporary name.
 constexpr size_t kTemporarySuffix = 6;
 
+BeforeReplaceHook beforeReplace = nullptr;
+
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
@@ -130,6 +132,7 @@ std::string replaceRegular(const std::string& path, std::span<const uint8_t> byt
   if (int error = writeAll(fd.get(), bytes)) return abandon(std::strerror(error));
   if (::fsync(fd.get()) != 0) return abandon(std::strerror(errno));
   if (int error = fd.reset()) return abandon(std::strerror(error));
+  if (beforeReplace) beforeReplace(path);
   // What path names may have changed since it was looked at: never rename
   // over anything but the file that was there (or nothing).
   struct stat now{};
@@ -146,6 +149,8 @@ std::string replaceRegular(const std::string& path, std::span<const uint8_t> byt
 }
 
 }  // namespace
+
+void setBeforeReplaceHook(BeforeReplaceHook hook) { beforeReplace = hook; }
 
 std::string writeFileSafely(const std::string& path, std::span<const uint8_t> bytes) {
   if (path == kStandardOutput) {

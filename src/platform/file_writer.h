@@ -21,4 +21,10 @@ std::string writeFileSafely(const std::string& path, std::span<const uint8_t> by
 /// The same for text.
 std::string writeFileSafely(const std::string& path, std::string_view text);
 
+/// For tests: a function the writer calls with the target's path once the
+/// temporary file is written and closed, just before it checks that the path
+/// still names the file it found and renames over it (null: none).
+using BeforeReplaceHook = void (*)(const std::string& path);
+void setBeforeReplaceHook(BeforeReplaceHook hook);
+
 }  // namespace tbt

@@ -35,7 +35,12 @@ INSTANTIATE_TEST_SUITE_P(
                       EscapeCase{"Utf8Kept", "caf\xc3\xa9 \xf0\x9f\x94\x8c", "caf\xc3\xa9 \xf0\x9f\x94\x8c"},
                       EscapeCase{"C1ControlEncoded", "a\xc2\x9b" "31m", "a\\xc2\\x9b31m"},
                       EscapeCase{"OverlongSlash", "\xc0\xaf", "\\xc0\\xaf"},
-                      EscapeCase{"CutSequence", "x\xe2\x82", "x\\xe2\\x82"}),
+                      EscapeCase{"CutSequence", "x\xe2\x82", "x\\xe2\\x82"},
+                      // Either side of each limit: printable ASCII, C1, the second byte's ranges.
+                      EscapeCase{"PrintableBounds", "\x1f \x7e\x7f", "\\x1f ~\\x7f"},
+                      EscapeCase{"C1Bounds", "\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0"},
+                      EscapeCase{"SurrogateAndAboveMax", "\xed\xa0\x80\xf4\x90\x80\x80\xf4\x8f\xbf\xbf",
+                                 "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\xf4\x8f\xbf\xbf"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // The update checker's own runs, each with one hostile value in its input.

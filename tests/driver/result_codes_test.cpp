@@ -26,15 +26,25 @@ struct ResultCase {
 };
 
 void validHeaders(json& h) { setUidHeader(h, 0x301, kFarRegistryUid); }
-void upToDate(json& h) {
+// Both displays' ROM version and revision and their micro-controllers' version.
+void firmware(json& h, const char* rom, int revision, const char* micro) {
   for (uint64_t route : {0x1, 0x301}) {
     json& display = routerOf(h, route);
-    display["registry"]["ROM Version"] = "0x27";
-    for (const char* port : {"1", "3"}) display["ports"][port]["registry"]["Micro Version"] = "0x20007";
+    display["registry"]["ROM Version"] = rom;
+    display["registry"]["EEPROM Revision"] = revision;
+    for (const char* port : {"1", "3"}) display["ports"][port]["registry"]["Micro Version"] = micro;
   }
 }
+void upToDate(json& h) { firmware(h, "0x27", 3, "0x20007"); }
 void onBattery(json& h) { h["batteries"] = {{{"external-connected", false}}}; }
 void earlyHostController(json& h) { routerOf(h, 0x0)["registry"]["Device ID"] = "0x1513"; }
+void hostController(json& h, const char* device, const char* rom, int revision) {
+  routerOf(h, 0x0)["registry"] = {{"UID", "0x10"}, {"Device ID", device}, {"ROM Version", rom}, {"EEPROM Revision", revision}};
+}
+void boardNeedingRom25(json& h, const char* rom, int revision) {
+  h["board-id"] = "Brd-6A1C0D33E9B21F47";
+  hostController(h, "0x15eb", rom, revision);
+}
 json& hostPort(json& h, int port) { return routerOf(h, 0x0)["ports"][std::to_string(port)]["registry"]; }
 
 const ResultCase kCases[] = {
@@ -61,15 +71,29 @@ const ResultCase kCases[] = {
      "EM3 in host-connect mode"},
     {"MicroUnreadable", [](json& h) { routerOf(h, 0x1)["iecs"].erase("42/0"); }, {}, 132,
      "Could not read micro at 0x2a."},
-    {"HostRomTooOld",
-     [](json& h) { h["board-id"] = "Brd-6A1C0D33E9B21F47", routerOf(h, 0x0)["registry"]["ROM Version"] = "0x24"; },
-     {}, 9, "0x15eb Host ROM Version = 24.8"},
-    {"LaterHostRevisionTooOld",
-     [](json& h) {
-       routerOf(h, 0x0)["registry"] = {
-           {"UID", "0x10"}, {"Device ID", "0x1547"}, {"ROM Version", "0x23"}, {"EEPROM Revision", 3}};
-     },
-     {}, 9, "0x1547 Host ROM Version = 23.3"},
+    // The display's firmware at, one below and above what the payloads carry.
+    {"FirmwareAtCurrent", [](json& h) { validHeaders(h), firmware(h, "0x26", 2, "0x20007"); }, {}, 1,
+     "Route 301 is up to date"},
+    {"RevisionBelowCurrent", [](json& h) { validHeaders(h), firmware(h, "0x26", 1, "0x20007"); }, {}, 0,
+     "EXDP ROM Version = 26.1"},
+    {"MicroBelowCurrent", [](json& h) { validHeaders(h), firmware(h, "0x26", 2, "0x20006"); }, {}, 0,
+     "EXDP Up Micro Version = 0x20006"},
+    {"RevisionAboveCurrent", [](json& h) { validHeaders(h), firmware(h, "0x26", 3, "0x20008"); }, {}, 1,
+     "ROM Version base = 26; revision >= 2"},
+    // The host controller's firmware at, one below and above its minimum.
+    {"HostRomTooOld", [](json& h) { boardNeedingRom25(h, "0x24", 8); }, {}, 9, "0x15eb Host ROM Version = 24.8"},
+    {"HostRom25Revision0", [](json& h) { boardNeedingRom25(h, "0x25", 0); }, {}, 9, "0x15eb Host ROM Version = 25.0"},
+    {"HostRom25Revision1", [](json& h) { boardNeedingRom25(h, "0x25", 1); }, {}, 0, "0x15eb Host ROM Version = 25.1"},
+    {"LongerBoardIdIsAnother",
+     [](json& h) { boardNeedingRom25(h, "0x24", 8), h["board-id"] = "Brd-6A1C0D33E9B21F47A"; }, {}, 0, "Success"},
+    {"LaterHostRevisionTooOld", [](json& h) { hostController(h, "0x1547", "0x23", 3); }, {}, 9,
+     "0x1547 Host ROM Version = 23.3"},
+    {"LaterHostAtMinimum", [](json& h) { hostController(h, "0x1548", "0x23", 4); }, {}, 0,
+     "0x1548 Host ROM Version = 23.4"},
+    {"LaterHostRomTooOld", [](json& h) { hostController(h, "0x1547", "0x22", 9); }, {}, 9,
+     "Cannot update because of error 0x9"},
+    {"LaterHostRomAbove", [](json& h) { hostController(h, "0x1547", "0x24", 0); }, {}, 0, "Success"},
+    {"HostMicroAtMinimum", earlyHostController, {}, 0, "Success"},
     {"HostMicroTooOld", [](json& h) { earlyHostController(h), hostPort(h, 1)["Micro Version"] = "0x20102"; }, {}, 9,
      "Cannot update because of error 0x9"},
     {"NoHostMicro", [](json& h) { earlyHostController(h), hostPort(h, 1).erase("Micro Version"); }, {}, 137,
@@ -81,6 +105,10 @@ const ResultCase kCases[] = {
      },
      {}, 136, "Cannot update because of error 0x88"},
     {"BootFirmwareTooOld", [](json& h) { h["rom"]["version"] = "A.B.0116.B06"; }, {}, 11, "Host EFI: 0116.B06"},
+    {"BootFirmwareAtMinimum", [](json& h) { h["rom"]["version"] = "A.B.0116.B07"; }, {}, 0, "Host EFI: 0116.B07"},
+    {"BootFirmwareReleaseTooOld", [](json& h) { h["rom"]["version"] = "A.B.0115.B09"; }, {}, 11,
+     "Host EFI: 0115.B09"},
+    {"BootFirmwareLaterRelease", [](json& h) { h["rom"]["version"] = "A.B.0117.A00"; }, {}, 0, "Host EFI: 0117.A00"},
     {"EngineeringBootFirmware", [](json& h) { h["rom"]["version"] = "A.B.ENGR.A00"; }, {}, 0, "Host EFI: ENGR.A00"},
     {"BootFirmwareOtherMaker", [](json& h) { h["rom"]["vendor"] = "Other Inc."; }, {}, 138,
      "Cannot update because of error 0x8a"},
@@ -99,6 +127,7 @@ const ResultCase kCases[] = {
     {"RepairRefused", nullptr, {"-u"}, 139, "Could not recover UID (0xe00002c9)"},
     {"RepairNotTethered", [](json& h) { setUpstreamPort(h, 0x301, 3); }, {}, 139, "Could not recover UID (0x7)"},
     {"ResourceDirectoryNotAscii", nullptr, {"-a"}, 16, "Could not get resources path", "/opt/\xc3\xa9/updatechecker"},
+    {"ResourceDirectoryByte80", nullptr, {"-a"}, 16, "Could not get resources path", "/opt/\x80/updatechecker"},
     // Backflash.
     {"BackflashOnBattery", onBattery, {"-b", "u", "p0", "p1"}, 3, "Cannot update because of error 0x3"},
     {"BackflashNoDisplay", [](json& h) { removeRouter(h, 0x1); }, {"-b", "u", "p0"}, 4,

@@ -171,5 +171,21 @@ TEST(Build, LengthFieldKeepsTenBitsAndOverrunsStopAtTheBuffer) {
   EXPECT_EQ(size, 4096u + 32);
 }
 
+// Generic entries fill the image to exactly the buffer's 4096 bytes, one
+// byte less and one more: only the last is an overrun.
+TEST(Build, ImageAroundTheBufferSize) {
+  for (uint32_t size : {4095u, 4096u, 4097u}) {
+    CapturedDROM built(kOneOfEach);
+    ASSERT_EQ(built.drom.buildROM(kBuildFullImage), 0u);
+    uint32_t rest = size - static_cast<uint32_t>(built.drom.getSize());
+    for (; rest > 204; rest -= 202) built.drom.addGenericType(9, Bytes(200, 0x11));
+    built.drom.addGenericType(9, Bytes(rest - 2, 0x22));
+    built.printed.clear();
+    ASSERT_EQ(built.drom.buildROM(kBuildFullImage), 0u);
+    EXPECT_EQ(built.drom.getSize(), std::min(size, 4096u));
+    EXPECT_EQ(built.printed.find("ROM overrun!") != std::string::npos, size > 4096) << size;
+  }
+}
+
 }  // namespace
 }  // namespace tbt

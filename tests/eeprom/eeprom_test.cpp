@@ -176,6 +176,18 @@ TEST_F(Eeprom, AReadAfterAWriteWaitsForTheWriteCycle) {
   EXPECT_EQ(transaction(0x05, false) & 1, 0);
 }
 
+// The write cycle lasts exactly its time from the write (accesses here take none).
+TEST_F(Eeprom, TheWriteCycleLastsItsTime) {
+  start();
+  sim().setAccessLatencyMicroseconds(0);
+  ASSERT_EQ(utils().eeByteWrite(0x5A, 0x10, handle_, kDft), status::kSuccess);
+  const sim::SpiEeprom& part = sim::eepromPinsOf(router())->eeprom();
+  sim().advance(sim::kWriteCycleMicroseconds - 1);
+  EXPECT_TRUE(part.writeInProgress());
+  sim().advance(1);
+  EXPECT_FALSE(part.writeInProgress());
+}
+
 // The status register round trip prints what it read; a masked write sets
 // value bits outside the mask too.
 TEST_F(Eeprom, StatusRegisterAndMaskedWrite) {
@@ -334,17 +346,20 @@ INSTANTIATE_TEST_SUITE_P(
                       RequestCase{"countClampedTo16", 0x15688086, 0x0100, 20, 0xE0000100}),
     kByName);
 
-// 70 bytes are a chunk, a dword and two bytes of another; without a link
-// controller the EEPROM is read instead.
+// 64 bytes are a chunk, 68 a chunk and a dword, 70 two bytes of another
+// dword more; without a link controller the EEPROM is read instead.
 TEST_F(Eeprom, NvmReadsChunksOrTheEeprom) {
-  for (bool linkController : {true, false}) {
-    start({.linkController = linkController});
-    std::vector<uint8_t> buffer(72, 0xEE);
-    ASSERT_EQ(utils().nvmRead(buffer.data(), 70, 0x100, handle_), status::kSuccess);
-    const std::vector<uint32_t> mailboxReads = {0xE0000100, 0xA4000140, 0xA4000144};
-    EXPECT_EQ(requests(), linkController ? mailboxReads : std::vector<uint32_t>());
-    for (uint32_t i = 0; i < 70; ++i) EXPECT_EQ(buffer[i], pattern(0x100 + i)) << i;
-    EXPECT_EQ(buffer[70], 0xEE);
+  const std::pair<uint32_t, std::vector<uint32_t>> sizes[] = {
+      {64, {0xE0000100}}, {68, {0xE0000100, 0xA4000140}}, {70, {0xE0000100, 0xA4000140, 0xA4000144}}};
+  for (const auto& [size, mailboxReads] : sizes) {
+    for (bool linkController : {true, false}) {
+      start({.linkController = linkController});
+      std::vector<uint8_t> buffer(size + 2, 0xEE);
+      ASSERT_EQ(utils().nvmRead(buffer.data(), size, 0x100, handle_), status::kSuccess);
+      EXPECT_EQ(requests(), linkController ? mailboxReads : std::vector<uint32_t>()) << size;
+      for (uint32_t i = 0; i < size; ++i) EXPECT_EQ(buffer[i], pattern(0x100 + i)) << i;
+      EXPECT_EQ(buffer[size], 0xEE);
+    }
   }
 }
 
@@ -375,6 +390,8 @@ INSTANTIATE_TEST_SUITE_P(
                       OutcomeCase{"noMailboxOnThisGeneration", {.identity = 0x15498086}, false, 8,
                                   status::kUnsupported, 0},
                       OutcomeCase{"capabilityTooShort", {.length = 155}, false, 8, status::kOverrun, 0},
+                      OutcomeCase{"capabilityOfTheMinimumLength", {.length = 156}, false, 8, status::kSuccess, 1},
+                      OutcomeCase{"capabilityOneLonger", {.length = 157}, false, 8, status::kSuccess, 1},
                       OutcomeCase{"controllerReportsAnError", {}, true, 8, status::kNotReadable, 1},
                       OutcomeCase{"noImageToRead", {.nvm = false}, false, 8, status::kNotReadable, 1},
                       OutcomeCase{"aLaterChunkReplacesAFailedOne", {}, true, 128, status::kSuccess, 2}),

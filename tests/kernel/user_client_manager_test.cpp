@@ -32,12 +32,15 @@ TEST(UserClientManager, KeepsControllersInRegistryOrderAndTheFirstOfARouterIDWin
   for (const auto& client : manager.userClientSet()) routerIDs.push_back(client->routerID());
   // The controller without a UID fails to open and is simply absent.
   EXPECT_EQ(routerIDs, (std::vector<uint32_t>{2, 0, 1, 2}));
-  // Router ID 0 is looked up like any other; of the two 2s the first wins.
-  for (auto [routerID, position] : {std::pair<uint32_t, uint32_t>{2, 0}, {0, 1}, {1, 3}}) {
+  // Router ID 0 is looked up like any other; of the two 2s the first wins;
+  // only the low byte of the ID counts, all eight bits of it.
+  for (auto [routerID, position] : {std::pair<uint32_t, uint32_t>{2, 0}, {0, 1}, {1, 3}, {0x102, 0}}) {
     uint32_t mark = ~0u;
     EXPECT_EQ(manager.configReadWithRouterID(routerID, 0, 0, kDeviceSpace, 9, mark), status::kSuccess);
     EXPECT_EQ(mark, position) << routerID;
   }
+  uint32_t unread = 0;
+  EXPECT_EQ(manager.configReadWithRouterID(0x82, 0, 0, kDeviceSpace, 9, unread), status::kNotFound);
   EXPECT_EQ(manager.userClientForRouterID(2), manager.userClientSet()[0].get());
   EXPECT_EQ(manager.userClientForRouterID(3), nullptr);
 }

@@ -27,7 +27,6 @@ class FileTest : public testing::Test {
     dir_ = pattern;
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
     fs::create_directory(dir_ / "folder");
-    std::ofstream(path("big")) << std::string(2000, 'x');
   }
   void TearDown() override { fs::remove_all(dir_); }
 
@@ -68,9 +67,18 @@ INSTANTIATE_TEST_SUITE_P(, SpecialInputs,
                          testing::Values(SpecialInput{"Fifo", "fifo", "not a regular file"},
                                          SpecialInput{"Device", "/dev/zero", "not a regular file"},
                                          SpecialInput{"Folder", "folder", "Is a directory"},
-                                         SpecialInput{"Missing", "missing", "No such file or directory"},
-                                         SpecialInput{"TooLarge", "big", "larger than 1000 bytes"}),
+                                         SpecialInput{"Missing", "missing", "No such file or directory"}),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// A file of exactly the limit is read whole; one byte more is refused.
+TEST_F(FileTest, SizeLimit) {
+  for (size_t size : {999u, 1000u, 1001u}) {
+    std::ofstream(path("sized"), std::ios::trunc) << std::string(size, 's');
+    std::string text;
+    EXPECT_EQ(readRegularFile(path("sized"), 1000, text), size > 1000 ? "larger than 1000 bytes" : "") << size;
+    EXPECT_EQ(text.size(), size > 1000 ? 0 : size);
+  }
+}
 
 TEST(PropertyListFile, ManyKeysParseInLinearTime) {
   std::string xml = "<plist><dict>";
@@ -86,8 +94,9 @@ TEST(PropertyListFile, ManyKeysParseInLinearTime) {
 struct OutputTarget {
   const char* name;
   std::function<std::string(FileTest&)> prepare;  // makes the target, returns its path
-  const char* error;                              // "" or how the error ends
+  const char* error;                              // "" or the reason the error gives
   std::function<void(FileTest&, const std::string&)> check;
+  BeforeReplaceHook during = nullptr;  // what happens to the target while it is written
 };
 
 class OutputTargets : public FileTest, public testing::WithParamInterface<OutputTarget> {};
@@ -95,10 +104,10 @@ class OutputTargets : public FileTest, public testing::WithParamInterface<Output
 TEST_P(OutputTargets, AreWrittenSafely) {
   const OutputTarget& c = GetParam();
   const std::string target = c.prepare(*this);
+  setBeforeReplaceHook(c.during);
   const std::string error = writeFileSafely(target, std::string_view("new"));
-  if (*c.error) EXPECT_TRUE(error.ends_with(c.error)) << error;
-  else EXPECT_EQ(error, "");
-  EXPECT_EQ(error.find('\n'), std::string::npos);
+  setBeforeReplaceHook(nullptr);
+  EXPECT_EQ(error, *c.error ? "cannot write " + target + ": " + c.error : "");
   c.check(*this, target);
   // Nothing is left behind but what the case made.
   for (const auto& entry : fs::directory_iterator(dir_))
@@ -116,17 +125,42 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         OutputTarget{"NewFile", [](FileTest& t) { return t.path("out.bin"); }, "",
                      [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
-        OutputTarget{"PrivateFileKeepsItsMode",
+        // Not 0600, the temporary file's own mode.
+        OutputTarget{"FileKeepsItsMode",
                      [](FileTest& t) {
-                       std::ofstream(t.path("private")) << "old";
-                       ::chmod(t.path("private").c_str(), 0600);
-                       return t.path("private");
+                       std::ofstream(t.path("kept")) << "old";
+                       ::chmod(t.path("kept").c_str(), 0640);
+                       return t.path("kept");
                      },
                      "",
                      [](FileTest&, const std::string& f) {
                        EXPECT_EQ(FileTest::contents(f), "new");
-                       EXPECT_EQ(modeOf(f) & 07777, 0600u);
+                       EXPECT_EQ(modeOf(f) & 07777, 0640u);
                      }},
+        // Whatever the path names by the time the writing is done is kept.
+        OutputTarget{"ReplacedWhileWritten",
+                     [](FileTest& t) {
+                       std::ofstream(t.path("busy")) << "old";
+                       return t.path("busy");
+                     },
+                     "it changed while being written",
+                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "other"); },
+                     [](const std::string& f) {
+                       fs::rename(f, f + ".moved");  // kept, so the new file cannot take its inode
+                       std::ofstream(f) << "other";
+                     }},
+        OutputTarget{"CreatedWhileWritten", [](FileTest& t) { return t.path("fresh"); },
+                     "it changed while being written",
+                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "other"); },
+                     [](const std::string& f) { std::ofstream(f) << "other"; }},
+        OutputTarget{"RemovedWhileWritten",
+                     [](FileTest& t) {
+                       std::ofstream(t.path("gone")) << "old";
+                       return t.path("gone");
+                     },
+                     "it changed while being written",
+                     [](FileTest&, const std::string& f) { EXPECT_FALSE(fs::exists(f)); },
+                     [](const std::string& f) { fs::remove(f); }},
         OutputTarget{"NameOf250Characters", [](FileTest& t) { return t.path(std::string(250, 'n')); }, "",
                      [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
         OutputTarget{"SymbolicLinkIsNotReplaced",

@@ -57,44 +57,78 @@ TEST(PropertyList, ReadsEveryKindOfValue) {
   EXPECT_EQ(dict->items().back().first, "nested");
 }
 
+// Every padding form of base64 data, with bits set in every position.
+TEST(PropertyList, DecodesEveryPaddingForm) {
+  const std::pair<const char*, std::vector<uint8_t>> cases[] = {
+      {"", {}},
+      {"AQID", {1, 2, 3}},
+      {"AQIDBA==", {1, 2, 3, 4}},
+      {"AQIDBAU=", {1, 2, 3, 4, 5}},
+      {"//8=", {0xff, 0xff}},
+      {"////", {0xff, 0xff, 0xff}},
+  };
+  for (const auto& [text, bytes] : cases) {
+    auto dict = parsePropertyList(wrap(std::string("<key>a</key><data>") + text + "</data>"));
+    ASSERT_TRUE(dict) << text;
+    EXPECT_EQ(dict->find("a")->asData(), bytes) << text;
+  }
+}
+
+// Containers nest up to 64 deep, the top dictionary included.
+std::string nestedArrays(int count) {
+  std::string open, close;
+  for (int i = 0; i < count; ++i) open += "<array>", close += "</array>";
+  return wrap("<key>a</key>" + open + close);
+}
+
+TEST(PropertyList, NestingLimit) {
+  EXPECT_TRUE(parsePropertyList(nestedArrays(62)));
+  EXPECT_TRUE(parsePropertyList(nestedArrays(63)));
+  std::string error;
+  EXPECT_FALSE(parsePropertyList(nestedArrays(64), &error));
+  EXPECT_EQ(error, "line 2: containers nested too deeply");
+}
+
 TEST(PropertyList, RefusesMalformedDocuments) {
   const std::string deep = std::string(10000, '[');
-  std::string nested;
-  for (int i = 0; i < 10000; ++i) nested += "<array>";
-  const std::pair<const char*, std::string> cases[] = {
-      {"empty document", ""},
-      {"top level is an array", "<plist><array/></plist>"},
-      {"unclosed dictionary", "<plist><dict><key>a</key><string>b</string>"},
-      {"mismatched closing tag", wrap("<key>a</key><string>b</integer>")},
-      {"key without a value", wrap("<key>a</key>")},
-      {"value without a key", wrap("<string>b</string>")},
-      {"duplicate key", wrap("<key>a</key><true/><key>a</key><false/>")},
-      {"unknown element", wrap("<key>a</key><number>1</number>")},
-      {"unknown entity", wrap("<key>a</key><string>&nbsp;</string>")},
-      {"null character reference", wrap("<key>a</key><string>&#0;</string>")},
-      {"integer with letters", wrap("<key>a</key><integer>12z</integer>")},
-      {"empty integer", wrap("<key>a</key><integer/>")},
-      {"integer too large", wrap("<key>a</key><integer>18446744073709551616</integer>")},
-      {"negative integer too small", wrap("<key>a</key><integer>-9223372036854775809</integer>")},
-      {"bare 0x", wrap("<key>a</key><integer>0x</integer>")},
-      {"malformed real", wrap("<key>a</key><real>1.5.2</real>")},
-      {"boolean with content", wrap("<key>a</key><true>yes</true>")},
-      {"base64 bad character", wrap("<key>a</key><data>AA*A</data>")},
-      {"base64 short", wrap("<key>a</key><data>AAA</data>")},
-      {"base64 data after padding", wrap("<key>a</key><data>AA==AAAA</data>")},
-      {"malformed date", wrap("<key>a</key><date>2026-13-01T00:00:00Z</date>")},
-      {"date without zone", wrap("<key>a</key><date>2026-11-22T19:43:26</date>")},
-      {"unterminated comment", wrap("<!-- x")},
-      {"unquoted attribute", "<plist version=1.0><dict/></plist>"},
-      {"content after the document", wrap("") + "<dict/>"},
-      {"unterminated doctype", "<!DOCTYPE plist [" + deep},
-      {"nesting too deep", wrap("<key>a</key>" + nested)},
+  struct Case {
+    const char* name;
+    std::string xml;
+    const char* error;
   };
-  for (const auto& [name, xml] : cases) {
+  const Case cases[] = {
+      {"empty document", "", "line 1: expected an element"},
+      {"top level is an array", "<plist><array/></plist>", "line 1: the top level is not a dictionary"},
+      {"unclosed dictionary", "<plist><dict><key>a</key><string>b</string>", "line 1: expected an element"},
+      {"mismatched closing tag", wrap("<key>a</key><string>b</integer>"), "line 2: expected </string>"},
+      {"key without a value", wrap("<key>a</key>"), "line 2: key 'a' has no value"},
+      {"value without a key", wrap("<string>b</string>"), "line 2: expected <key> in a dictionary"},
+      {"duplicate key", wrap("<key>a</key><true/><key>a</key><false/>"), "line 2: duplicate key 'a'"},
+      {"unknown element", wrap("<key>a</key><number>1</number>"), "line 2: unknown element <number>"},
+      {"unknown entity", wrap("<key>a</key><string>&nbsp;</string>"), "line 2: malformed entity reference"},
+      {"null character reference", wrap("<key>a</key><string>&#0;</string>"), "line 2: malformed entity reference"},
+      {"integer with letters", wrap("<key>a</key><integer>12z</integer>"), "line 2: malformed integer '12z'"},
+      {"empty integer", wrap("<key>a</key><integer/>"), "line 2: malformed integer ''"},
+      {"integer too large", wrap("<key>a</key><integer>18446744073709551616</integer>"), "line 2: malformed integer '18446744073709551616'"},
+      {"negative integer too small", wrap("<key>a</key><integer>-9223372036854775809</integer>"), "line 2: malformed integer '-9223372036854775809'"},
+      {"bare 0x", wrap("<key>a</key><integer>0x</integer>"), "line 2: malformed integer '0x'"},
+      {"malformed real", wrap("<key>a</key><real>1.5.2</real>"), "line 2: malformed real '1.5.2'"},
+      {"boolean with content", wrap("<key>a</key><true>yes</true>"), "line 2: a boolean has no content"},
+      {"base64 bad character", wrap("<key>a</key><data>AA*A</data>"), "line 2: malformed base64 data"},
+      {"base64 short", wrap("<key>a</key><data>AAA</data>"), "line 2: malformed base64 data"},
+      {"base64 data after padding", wrap("<key>a</key><data>AA==AAAA</data>"), "line 2: malformed base64 data"},
+      {"base64 three paddings", wrap("<key>a</key><data>A===</data>"), "line 2: malformed base64 data"},
+      {"malformed date", wrap("<key>a</key><date>2026-13-01T00:00:00Z</date>"), "line 2: malformed date '2026-13-01T00:00:00Z'"},
+      {"date without zone", wrap("<key>a</key><date>2026-11-22T19:43:26</date>"), "line 2: malformed date '2026-11-22T19:43:26'"},
+      {"unterminated comment", wrap("<!-- x"), "line 2: unterminated comment"},
+      {"unquoted attribute", "<plist version=1.0><dict/></plist>", "line 1: unquoted attribute value"},
+      {"content after the document", wrap("") + "<dict/>", "line 2: content after the top-level dictionary"},
+      {"unterminated doctype", "<!DOCTYPE plist [" + deep, "line 1: unterminated document type declaration"},
+  };
+  for (const Case& c : cases) {
     std::string error;
-    EXPECT_FALSE(parsePropertyList(xml, &error)) << name;
-    EXPECT_FALSE(error.empty()) << name;
-    EXPECT_EQ(error.find('\n'), std::string::npos) << name;
+    EXPECT_FALSE(parsePropertyList(c.xml, &error)) << c.name;
+    EXPECT_EQ(error, c.error) << c.name;
   }
 }
 

@@ -7,13 +7,16 @@
 namespace tbt {
 namespace {
 
-TEST(Textf, FormatsShortAndLongTexts) {
-  EXPECT_EQ(textf("uc_error_0x%08x", 0x87u), "uc_error_0x00000087");
-  std::string big(1000, 'x');
-  EXPECT_EQ(textf("%s!", big.c_str()), big + "!");
-  std::string out = "a";
-  appendf(out, "%d-%s", 7, "b");
-  EXPECT_EQ(out, "a7-b");
+// Texts of 255 characters fit the formatter's first buffer with their NUL;
+// longer ones take the second pass.
+TEST(Textf, TextsAroundTheFirstBuffer) {
+  for (size_t length : {254u, 255u, 256u, 257u, 1000u}) {
+    const std::string text(length - 1, 'x');
+    EXPECT_EQ(textf("%s!", text.c_str()), text + "!") << length;
+    std::string out = "a";
+    appendf(out, "%s!", text.c_str());
+    EXPECT_EQ(out, "a" + text + "!") << length;
+  }
 }
 
 }  // namespace

@@ -83,6 +83,10 @@ const EdgeCase kEdgeCases[] = {
      {{1, firstCap(0x10)}, {0x10, 0x00070500}, {0x11, 0x00030120}, {0x120, 0x00000900}}, {}, {}, false, deviceSpace(),
      {{"  011:  00030120   Extended Length = 0x0003  Extended Next Cap Ptr=0x0120\n", 1},
       {"  012:  00000000\n", 1}, {"\n  120:  00000900   Cap ID = 0x09", 1}}},
+    // In the port space the step takes the long header's pointer's low byte.
+    {"PortExtendedPointerAboveFFTakesItsLowByte", {{0x11, 0x00030120}},
+     {{1, {{1, 0x10}, {2, 0x000001}, {0x10, 0x00000500}, {0x20, 0x00000900}}}}, {}, false, portSpace(1),
+     {{"\n  020:  00000900   Cap ID = 0x09", 1}, {"  120:", 0}, {"ERROR", 0}}},
     {"RelativeAddressingOnlyInsideCapabilities", {{1, firstCap(0x20)}, {0x20, 0x0d010500}, {0x2c, 0x5}}, {}, {}, true,
      deviceSpace(),
      {{"  001:  00000020   Rev=", 1}, {"\n  000:  0d010500   VSEC length=0x0d   VSEC ID=0x01 (DFT)", 1},
