@@ -117,11 +117,28 @@ class RouteReader : public SpaceReader {
   uint64_t route_;
 };
 
+// A router behind a bridge lists nothing, and each of its double words
+// costs some sixty accesses of the bridge's mailbox: its device and port
+// spaces are read over the reach of their capability pointers and past it,
+// its path and counter spaces as far as its adapters' headers size them.
+constexpr uint32_t kBridgedSpaceDwords = 0x200;
+
 class HandleReader : public SpaceReader {
  public:
   explicit HandleReader(RouterHandle& handle) : handle_(handle) {}
   Status read(uint32_t port, uint32_t space, uint32_t index, uint32_t& value) override {
     return handle_.configReadWithPort(port, space, index, value);
+  }
+  std::vector<IndexRange> listed(uint32_t port, uint32_t space) override {
+    if (space != kPathSpace && space != kCounterSpace) return {{0, kBridgedSpaceDwords - 1}};
+    uint32_t header = 0;
+    if (handle_.configReadWithPort(port, kPortSpace, space == kPathSpace ? kHopDword : kCountersDword, header) !=
+        status::kSuccess)
+      return {{0, 0}};
+    if (space == kPathSpace) return {{0, (kMaxInHopID.of(header) + 1) * kPathEntryDwords - 1}};
+    const uint32_t counters = kMaxCounters.of(header);
+    if (counters == 0) return {};
+    return {{0, counters * kCounterDwords - 1}};
   }
 
  private:

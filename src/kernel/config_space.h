@@ -32,6 +32,14 @@ inline constexpr uint32_t kFirstCapabilityDword = 1;  // bits 7..0: first capabi
 inline constexpr uint32_t kDeviceRouteDword = 2;      // device space: the router's own route
 inline constexpr uint32_t kAdapterTypeDword = 2;      // port space: adapter type
 
+/// Port space double words that size the adapter's other spaces.
+inline constexpr uint32_t kCountersDword = 1;  // Max Counters
+inline constexpr uint32_t kHopDword = 5;       // Max In HopID
+inline constexpr Bits kMaxCounters{18, 8};     // counters, three double words each
+inline constexpr Bits kMaxInHopID{10, 0};      // the highest hop entry, two double words each
+inline constexpr uint32_t kPathEntryDwords = 2;
+inline constexpr uint32_t kCounterDwords = 3;
+
 inline constexpr Bits kVendorID{15, 0};
 inline constexpr Bits kDeviceID{31, 16};
 inline constexpr Bits kFirstCapabilityPointer{7, 0};

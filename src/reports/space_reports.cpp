@@ -9,9 +9,6 @@ namespace tbt {
 namespace reports {
 namespace {
 
-constexpr uint32_t kHopDword = 5;  // port space: Max In HopID in bits 10..0
-constexpr Bits kMaxInHopID{10, 0};
-constexpr Bits kMaxCounters{18, 8};
 constexpr Bits kMaxPort{19, 14};
 
 constexpr Line kPathEntry[] = {

@@ -148,7 +148,7 @@ class ConfigBridge : public IecsDeviceModel {
 
 bool readBridges(JsonReader& in, const json& bridges, const std::string& path, SimHost& host, Router& owner) {
   if (!in.anyObject(bridges, path)) return false;
-  for (const auto& [key, bridge] : bridges.items()) {
+  return forEachMember(bridges, [&](const std::string& key, const json& bridge) {
     const std::string at = keyPath(path, key);
     uint32_t bus = 0;
     std::string formName;
@@ -167,8 +167,8 @@ bool readBridges(JsonReader& in, const json& bridges, const std::string& path, S
     attachRouterModels(host, *far);
     owner.attachIecsDevice(bus, kBridgeDevice,
                            std::make_shared<ConfigBridge>(host, owner, bus, *formNamed(formName), std::move(far)));
-  }
-  return true;
+    return true;
+  });
 }
 
 Router* farRouter(const Router& router, uint32_t bus) {

@@ -47,13 +47,12 @@ bool readFacts(JsonReader& in, const json& doc, HostFacts& f) {
 }
 
 bool readNvram(JsonReader& in, const json& v, const std::string& path, SimHost& host) {
-  if (!in.anyObject(v, path)) return false;
   std::string text;
-  for (const auto& [name, value] : v.items()) {
-    if (!in.string(value, keyPath(path, name), text)) return false;
-    host.nvram()[name] = decodeNvramValue(text);  // values use the variable tool's %-notation
-  }
-  return true;
+  return in.anyObject(v, path) && forEachMember(v, [&](const std::string& name, const json& value) {
+           if (!in.string(value, keyPath(path, name), text)) return false;
+           host.nvram()[name] = decodeNvramValue(text);  // values use the variable tool's %-notation
+           return true;
+         });
 }
 
 bool readControllers(JsonReader& in, const json& v, const std::string& path, SimHost& host) {

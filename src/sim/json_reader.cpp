@@ -1,5 +1,6 @@
 #include "sim/json_reader.h"
 
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -49,15 +50,14 @@ const nlohmann::json* JsonReader::required(const nlohmann::json& v, const char* 
 }
 
 bool JsonReader::anyObject(const nlohmann::json& v, const std::string& path) {
-  return v.is_object() || fail(path, "expected an object");
+  return v.is_object() || isPackedObject(v) || fail(path, "expected an object");
 }
 
 bool JsonReader::object(const nlohmann::json& v, const std::string& path,
                         std::initializer_list<std::string_view> allowed) {
-  if (!anyObject(v, path)) return false;
-  for (const auto& [k, value] : v.items())
-    if (std::find(allowed.begin(), allowed.end(), k) == allowed.end()) return fail(keyPath(path, k), "unknown key");
-  return true;
+  return anyObject(v, path) && forEachMember(v, [&](const std::string& k, const nlohmann::json&) {
+           return std::find(allowed.begin(), allowed.end(), k) != allowed.end() || fail(keyPath(path, k), "unknown key");
+         });
 }
 
 bool JsonReader::array(const nlohmann::json& v, const std::string& path) {
@@ -169,7 +169,8 @@ bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, Dwor
   // The words of the members, up to the member that holds word number stop
   // (that member's path into *at).
   auto parse = [&](std::vector<DwordStore::Word>& words, size_t stop, std::string* at) {
-    for (const auto& [k, value] : v.items()) {
+    bool reached = false;
+    return forEachMember(v, [&](const std::string& k, const nlohmann::json& value) {
       const std::string member = keyPath(path, k);
       uint32_t index = 0, word = 0;
       if (!key(k, member, index)) return false;
@@ -182,13 +183,14 @@ bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, Dwor
       }
       if (words.size() > stop) {
         *at = member;
-        return true;
+        reached = true;
+        return false;
       }
-    }
-    return true;
+      return true;
+    }) || reached;
   };
   std::vector<DwordStore::Word> words;
-  words.reserve(v.size());
+  words.reserve(isPackedObject(v) ? kPackedMembersFrom : v.size());
   if (!parse(words, SIZE_MAX, nullptr)) return false;
   if (std::optional<size_t> twice = store.writeAll(std::move(words))) {
     // Rare: parse again as far as the word given twice, to name its member.
@@ -203,30 +205,28 @@ bool JsonReader::dwordMap(const nlohmann::json& v, const std::string& path, Dwor
 bool JsonReader::byteMap(const nlohmann::json& v, const std::string& path, ByteMemory& memory) {
   if (!anyObject(v, path)) return false;
   std::vector<uint8_t> data;
-  for (const auto& [k, value] : v.items()) {
+  return forEachMember(v, [&](const std::string& k, const nlohmann::json& value) {
     std::string at = keyPath(path, k);
     uint32_t address = 0;
     if (!key(k, at, address) || !bytes(value, at, data)) return false;
-    if (!memory.write(address, data))
-      return fail(at, textf("%zu bytes at 0x%llx run past the end (size 0x%llx)", data.size(),
-                            static_cast<unsigned long long>(address), static_cast<unsigned long long>(memory.size())));
-  }
-  return true;
+    return memory.write(address, data) ||
+           fail(at, textf("%zu bytes at 0x%llx run past the end (size 0x%llx)", data.size(),
+                          static_cast<unsigned long long>(address), static_cast<unsigned long long>(memory.size())));
+  });
 }
 
 bool JsonReader::properties(const nlohmann::json& v, const std::string& path, PropertyDict& set,
                             std::vector<std::string>& removed) {
-  if (!anyObject(v, path)) return false;
-  for (const auto& [k, value] : v.items()) {
-    if (value.is_null()) {
-      removed.push_back(k);
-      continue;
-    }
-    Property p;
-    if (!property(value, keyPath(path, k), p)) return false;
-    set.set(k, std::move(p));
-  }
-  return true;
+  return anyObject(v, path) && forEachMember(v, [&](const std::string& k, const nlohmann::json& value) {
+           if (value.is_null()) {
+             removed.push_back(k);
+             return true;
+           }
+           Property p;
+           if (!property(value, keyPath(path, k), p)) return false;
+           set.set(k, std::move(p));
+           return true;
+         });
 }
 
 bool JsonReader::property(const nlohmann::json& v, const std::string& path, Property& out) {
@@ -246,13 +246,15 @@ bool JsonReader::property(const nlohmann::json& v, const std::string& path, Prop
     std::vector<uint8_t> data;
     if (!bytes(*v.find("data"), keyPath(path, "data"), data)) return false;
     out = Property::data(std::move(data));
-  } else if (v.is_object()) {
+  } else if (v.is_object() || isPackedObject(v)) {
     PropertyDict dict;
-    for (const auto& [k, value] : v.items()) {
-      Property p;
-      if (!property(value, keyPath(path, k), p)) return false;
-      dict.set(k, std::move(p));
-    }
+    if (!forEachMember(v, [&](const std::string& k, const nlohmann::json& value) {
+          Property p;
+          if (!property(value, keyPath(path, k), p)) return false;
+          dict.set(k, std::move(p));
+          return true;
+        }))
+      return false;
     out = Property::dictionary(std::move(dict));
   } else if (v.is_array()) {
     std::vector<Property> items(v.size());

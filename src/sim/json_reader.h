@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/property.h"
+#include "sim/json_document.h"
 #include "sim/memory.h"
 
 namespace tbt::sim {

@@ -49,16 +49,14 @@ bool readPort(JsonReader& in, const json& v, const std::string& path, uint32_t p
 }
 
 bool readPorts(JsonReader& in, const json& v, const std::string& path, Router& r) {
-  if (!in.anyObject(v, path)) return false;
-  for (const auto& [k, port] : v.items()) {
-    std::string at = keyPath(path, k);
-    uint32_t number = 0;
-    if (!in.key(k, at, number, kMaxAdapter)) return false;
-    if (number == 0) return in.fail(at, "adapter 0 is the router itself, not one of its adapters");
-    if (r.hasPort(number)) return in.fail(at, textf("adapter %u given twice", number));
-    if (!readPort(in, port, at, number, r)) return false;
-  }
-  return true;
+  return in.anyObject(v, path) && forEachMember(v, [&](const std::string& k, const json& port) {
+           std::string at = keyPath(path, k);
+           uint32_t number = 0;
+           if (!in.key(k, at, number, kMaxAdapter)) return false;
+           if (number == 0) return in.fail(at, "adapter 0 is the router itself, not one of its adapters");
+           if (r.hasPort(number)) return in.fail(at, textf("adapter %u given twice", number));
+           return readPort(in, port, at, number, r);
+         });
 }
 
 /// An EEPROM or NVM object: { "size", "fill", "bytes" }.
@@ -78,30 +76,26 @@ bool readMemory(JsonReader& in, const json& v, const std::string& path, uint64_t
 
 /// IECS register files keyed "bus/device".
 bool readIecs(JsonReader& in, const json& v, const std::string& path, Router& r) {
-  if (!in.anyObject(v, path)) return false;
-  for (const auto& [k, regs] : v.items()) {
-    std::string at = keyPath(path, k);
-    auto slash = k.find('/');
-    uint32_t bus = 0, device = 0;
-    if (slash == std::string::npos) return in.fail(at, "expected a \"bus/device\" key, such as \"36/0\"");
-    if (!in.key(k.substr(0, slash), at, bus) || !in.key(k.substr(slash + 1), at, device)) return false;
-    if (r.iecsRegisterFile(bus, device)) return in.fail(at, "IECS device given twice");
-    if (!in.byteMap(regs, at, r.ensureIecsRegisterFile(bus, device).bytes())) return false;
-  }
-  return true;
+  return in.anyObject(v, path) && forEachMember(v, [&](const std::string& k, const json& regs) {
+           std::string at = keyPath(path, k);
+           auto slash = k.find('/');
+           uint32_t bus = 0, device = 0;
+           if (slash == std::string::npos) return in.fail(at, "expected a \"bus/device\" key, such as \"36/0\"");
+           if (!in.key(k.substr(0, slash), at, bus) || !in.key(k.substr(slash + 1), at, device)) return false;
+           if (r.iecsRegisterFile(bus, device)) return in.fail(at, "IECS device given twice");
+           return in.byteMap(regs, at, r.ensureIecsRegisterFile(bus, device).bytes());
+         });
 }
 
 /// I2C register files keyed by device address.
 bool readI2c(JsonReader& in, const json& v, const std::string& path, Router& r) {
-  if (!in.anyObject(v, path)) return false;
-  for (const auto& [k, regs] : v.items()) {
-    std::string at = keyPath(path, k);
-    uint32_t address = 0;
-    if (!in.key(k, at, address, 0xff)) return false;
-    if (r.i2cDevice(address)) return in.fail(at, "I2C address given twice");
-    if (!in.byteMap(regs, at, r.ensureI2cDevice(address).bytes())) return false;
-  }
-  return true;
+  return in.anyObject(v, path) && forEachMember(v, [&](const std::string& k, const json& regs) {
+           std::string at = keyPath(path, k);
+           uint32_t address = 0;
+           if (!in.key(k, at, address, 0xff)) return false;
+           if (r.i2cDevice(address)) return in.fail(at, "I2C address given twice");
+           return in.byteMap(regs, at, r.ensureI2cDevice(address).bytes());
+         });
 }
 
 /// "read-failures": [{ "port", "space", "first", "last", "status" }], each

@@ -179,7 +179,7 @@ std::optional<Status> SimHost::matchFault(const FaultQuery& query) {
 
 nlohmann::json SimHost::document() const {
   nlohmann::json doc = nlohmann::json::object();
-  if (!documentText_.empty()) parseJsonDocument(documentText_, doc);
+  if (!documentText_.empty()) parseJsonDocument(documentText_, doc, false);
   return doc;
 }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "platform/text.h"
+#include "sim/json_document.h"
 #include "sim/sim_platform.h"
 
 namespace tbt::sim {
@@ -192,6 +193,49 @@ TEST(HostFile, ManyRegistryPropertiesLoadInLinearTime) {
   ASSERT_NE(p, nullptr) << error;
   EXPECT_EQ(p->sim().router(0, 0)->registry().set.size(), 100000u);
 }
+
+// Objects of many plain members are kept packed: at, below and above the
+// count where packing starts, with a double key, a member of another kind
+// and register values that all read back.
+struct ManyMembers {
+  const char* name;
+  size_t count;
+  const char* extra;  // appended after the members
+  const char* error;  // "" when the file loads
+};
+
+class ManyMembersTest : public testing::TestWithParam<ManyMembers> {};
+
+TEST_P(ManyMembersTest, LoadAsAnyOtherObject) {
+  std::string members;
+  for (size_t i = 0; i < GetParam().count; ++i) appendf(members, "%s\"%zu\": \"0x%zx\"", i ? ", " : "", i, i * 3 + 1);
+  members += GetParam().extra;
+  std::string error;
+  auto p = loadHost(ROUTERS(R"({"route": 0, "device-space": {)" + members + "}}"), &error);
+  EXPECT_EQ(error, GetParam().error);
+  if (*GetParam().error) return;
+  ASSERT_NE(p, nullptr);
+  for (uint32_t i = 2; i < GetParam().count; ++i) EXPECT_EQ(p->sim().peek(0, 0, 0, 2, i), i * 3 + 1) << i;
+}
+
+const ManyMembers kManyMembers[] = {
+    {"BelowPacking", kPackedMembersFrom - 1, "", ""},
+    {"AtPacking", kPackedMembersFrom, "", ""},
+    {"AbovePacking", kPackedMembersFrom + 1, "", ""},
+    {"NumbersAmongStrings", 100, R"(, "0x200": 7, "0x201": "8 9")", ""},
+    {"KeyTwiceBelowPacking", kPackedMembersFrom - 2, R"(, "5": "0x1")",
+     "controllers[0].routers[0].device-space.5: key given twice in one object"},
+    {"KeyTwicePacked", 100, R"(, "5": "0x1")", "controllers[0].routers[0].device-space.5: key given twice in one object"},
+    {"KeyTwiceInAValueOfAnotherKind", 100, R"(, "5": {})",
+     "controllers[0].routers[0].device-space.5: key given twice in one object"},
+    {"ValueOfAnotherKind", 100, R"(, "0x300": true)",
+     R"(controllers[0].routers[0].device-space.0x300: expected a number (a JSON integer or a "0x..." string))"},
+    {"FirstBadMemberByKey", 100, R"(, "zz": "0x1", "0x400": "x")",
+     R"(controllers[0].routers[0].device-space.0x400: expected a number (a JSON integer or a "0x..." string))"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, ManyMembersTest, testing::ValuesIn(kManyMembers),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(HostFile, MalformedJsonIsOneLine) {
   std::string error;
