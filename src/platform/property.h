@@ -2,6 +2,7 @@
 // Typed property values as the host registry and property-list files hold them.
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,7 +14,8 @@ namespace tbt {
 class Property;
 
 /// An ordered dictionary of properties (keys unique, insertion order kept).
-/// Lookups go through an index of the keys, so filling a dictionary with n
+/// A small dictionary is searched in order; from kIndexedFrom keys on,
+/// lookups go through an index of the keys, so filling a dictionary with n
 /// keys takes n log n, however large the file that describes it.
 class PropertyDict {
  public:
@@ -28,9 +30,14 @@ class PropertyDict {
   size_t size() const;
   bool operator==(const PropertyDict& other) const;
 
+  static constexpr size_t kIndexedFrom = 16;
+
  private:
+  /// The position of key in items_, or items_.size().
+  size_t position(std::string_view key) const;
+
   std::vector<std::pair<std::string, Property>> items_;
-  std::map<std::string, size_t, std::less<>> index_;  // key -> position in items_
+  std::optional<std::map<std::string, size_t, std::less<>>> index_;  // key -> position, once large
 };
 
 /// One property value. Numbers keep all 64 bits; a reader decides the width.
@@ -56,26 +63,29 @@ class Property {
   bool isArray() const { return kind_ == Kind::Array; }
   bool isDictionary() const { return kind_ == Kind::Dictionary; }
 
-  uint64_t asNumber() const { return number_; }
-  bool asBoolean() const { return boolean_; }
-  double asReal() const { return real_; }
-  const std::vector<uint8_t>& asData() const { return data_; }
+  uint64_t asNumber() const { return kind_ == Kind::Number ? scalar_.number : 0; }
+  bool asBoolean() const { return kind_ == Kind::Boolean && scalar_.boolean; }
+  double asReal() const { return kind_ == Kind::Real ? scalar_.real : 0; }
+  const std::vector<uint8_t>& asData() const;
   /// The text of a string or a date.
   const std::string& asString() const { return string_; }
-  const std::vector<Property>& asArray() const { return array_; }
-  const PropertyDict& asDictionary() const { return dict_; }
+  const std::vector<Property>& asArray() const;
+  const PropertyDict& asDictionary() const;
 
   bool operator==(const Property& other) const;
 
  private:
+  // A value never changes once made: data, arrays and dictionaries are
+  // shared between copies, so that a registry of many entries stays small.
+  struct Nested;
   Kind kind_ = Kind::Number;
-  uint64_t number_ = 0;
-  bool boolean_ = false;
-  double real_ = 0;
-  std::vector<uint8_t> data_;
-  std::string string_;
-  std::vector<Property> array_;
-  PropertyDict dict_;
+  union Scalar {
+    uint64_t number;
+    double real;
+    bool boolean;
+  } scalar_{0};
+  std::string string_;                    // a string's or a date's text
+  std::shared_ptr<const Nested> nested_;  // data, an array's items, a dictionary
 };
 
 // Defined here, once Property is complete.

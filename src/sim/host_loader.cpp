@@ -57,6 +57,8 @@ bool readNvram(JsonReader& in, const json& v, const std::string& path, SimHost& 
 
 bool readControllers(JsonReader& in, const json& v, const std::string& path, SimHost& host) {
   if (!in.array(v, path)) return false;
+  if (v.size() > kMaxControllers)
+    return in.fail(indexPath(path, kMaxControllers), textf("more than %zu controllers (a router ID has eight bits)", kMaxControllers));
   for (size_t c = 0; c < v.size(); ++c) {
     std::string at = indexPath(path, c);
     if (!in.object(v[c], at, {"interface-version", "routers"})) return false;

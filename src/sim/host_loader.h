@@ -11,6 +11,13 @@
 
 namespace tbt::sim {
 
+/// What one host file describes at most. A router ID has eight bits; no
+/// real fabric comes near the router and adapter counts, which keep the
+/// memory of a loaded host within ten times its file.
+inline constexpr size_t kMaxControllers = 256;
+inline constexpr size_t kMaxHostRouters = 4096;   // bridged routers included
+inline constexpr size_t kMaxHostAdapters = 32768;
+
 /// A router read from the host file, with the key path of its object.
 struct LoadedRouter {
   std::unique_ptr<Router> router;

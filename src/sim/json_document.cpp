@@ -36,7 +36,7 @@ T take(const std::vector<uint8_t>& in, size_t& offset) {
 /// closes; a member of another kind makes it a plain object again.
 class DocumentBuilder : public nlohmann::json_sax<json> {
  public:
-  DocumentBuilder(json& root, bool pack) : root_(root), pack_(pack) {}
+  DocumentBuilder(json& root, bool pack, size_t maxValues) : root_(root), pack_(pack), maxValues_(maxValues) {}
 
   bool null() override { return add(json(nullptr)); }
   bool boolean(bool v) override { return add(json(v)); }
@@ -103,7 +103,7 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
   /// A plain value, where the parser stands; an object that now holds
   /// enough of them, and nothing else, starts packing.
   bool addPlain(json&& v) {
-    place(std::move(v));
+    if (!place(std::move(v))) return false;
     if (stack_.empty() || !pack_) return true;
     Frame& f = stack_.back();
     json& object = *f.node;
@@ -123,6 +123,7 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
         f.scalars.insert(f.scalars.end(), bytes, bytes + sizeof n);
       }
     }
+    values_ -= object.size();
     object = json::object();
     return true;
   }
@@ -130,6 +131,11 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
   /// Places v where the parser stands: the root, the next item of an array
   /// or the value of the key just read; returns where it went.
   json* place(json&& v) {
+    if (++values_ > maxValues_) {
+      fail(nextPath(), textf("more than %zu values: a host file holds %zu and one more for every %zu bytes of its text",
+                             maxValues_, kJsonValuesBase, kJsonBytesPerValue));
+      return nullptr;
+    }
     if (stack_.empty()) {
       root_ = std::move(v);
       return &root_;
@@ -168,14 +174,7 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
   bool add(json&& v) { return place(std::move(v)) != nullptr; }
 
   bool open(json&& container) {
-    if (stack_.size() >= kMaxJsonNesting) {
-      std::string at = pathOf(stack_.size());
-      if (!stack_.empty()) {
-        const json& parent = *stack_.back().node;
-        at = parent.is_array() ? indexPath(at, parent.size()) : keyPath(at, key_);
-      }
-      return fail(at, textf("nested deeper than %zu levels", kMaxJsonNesting));
-    }
+    if (stack_.size() >= kMaxJsonNesting) return fail(nextPath(), textf("nested deeper than %zu levels", kMaxJsonNesting));
     // An array's items stay where they are while the container is open: no
     // sibling is added until it is closed.
     json* node = place(std::move(container));
@@ -209,6 +208,14 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
     return true;
   }
 
+  /// The key path of the value the parser stands at.
+  std::string nextPath() const {
+    std::string at = pathOf(stack_.size());
+    if (stack_.empty()) return at;
+    const json& parent = *stack_.back().node;
+    return parent.is_array() ? indexPath(at, parent.size()) : keyPath(at, key_);
+  }
+
   /// The key path of the container open at depth levels (1: the root).
   std::string pathOf(size_t levels) const {
     std::string path;
@@ -231,6 +238,8 @@ class DocumentBuilder : public nlohmann::json_sax<json> {
 
   json& root_;
   bool pack_;
+  size_t maxValues_;
+  size_t values_ = 0;
   std::vector<Frame> stack_;
   std::string key_;
   std::string error_;
@@ -258,7 +267,7 @@ bool isPackedObject(const json& v) {
 
 std::string parseJsonDocument(std::string_view text, json& doc, bool pack) {
   json parsed;
-  DocumentBuilder builder(parsed, pack);
+  DocumentBuilder builder(parsed, pack, pack ? maxJsonValues(text.size()) : SIZE_MAX);
   if (!json::sax_parse(text.begin(), text.end(), &builder))
     return builder.error().empty() ? std::string("not valid JSON") : builder.error();
   doc = std::move(parsed);

@@ -19,6 +19,12 @@ namespace tbt::sim {
 
 /// Containers (objects and arrays) nest at most this deep in a host file.
 inline constexpr size_t kMaxJsonNesting = 64;
+/// A document holds at most kJsonValuesBase values, and one more for every
+/// kJsonBytesPerValue bytes of its text, outside packed objects: what keeps
+/// the memory of a document within ten times its text.
+inline constexpr size_t kJsonValuesBase = 65536;
+inline constexpr size_t kJsonBytesPerValue = 20;
+inline constexpr size_t maxJsonValues(size_t textSize) { return kJsonValuesBase + textSize / kJsonBytesPerValue; }
 /// An object with at least this many members, all strings or non-negative
 /// integers, is packed.
 inline constexpr size_t kPackedMembersFrom = 64;

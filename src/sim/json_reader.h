@@ -86,6 +86,9 @@ class JsonReader {
   /// How many router objects are being read one inside another (a far
   /// router is read inside the router whose bridge reaches it).
   unsigned routerNesting = 0;
+  /// How many routers and adapters were read so far.
+  size_t routersRead = 0;
+  size_t adaptersRead = 0;
 
  private:
   template <typename T>

@@ -55,6 +55,8 @@ bool readPorts(JsonReader& in, const json& v, const std::string& path, Router& r
            if (!in.key(k, at, number, kMaxAdapter)) return false;
            if (number == 0) return in.fail(at, "adapter 0 is the router itself, not one of its adapters");
            if (r.hasPort(number)) return in.fail(at, textf("adapter %u given twice", number));
+           if (++in.adaptersRead > kMaxHostAdapters)
+             return in.fail(at, textf("more than %zu adapters in one host", kMaxHostAdapters));
            return readPort(in, port, at, number, r);
          });
 }
@@ -136,6 +138,10 @@ std::unique_ptr<Router> readRouter(JsonReader& in, const json& v, const std::str
                  {"route", "registry", "device-space", "ports", "eeprom", "nvm", "iecs", "i2c", "lc-memory",
                   "unlisted-status", "read-failures", "bridges"}))
     return nullptr;
+  if (++in.routersRead > kMaxHostRouters) {
+    in.fail(path, textf("more than %zu routers in one host", kMaxHostRouters));
+    return nullptr;
+  }
   const json* routeValue = in.required(v, "route", path);
   uint64_t route = 0;
   if (!routeValue || !in.number(*routeValue, keyPath(path, "route"), route)) return nullptr;

@@ -27,17 +27,20 @@ std::optional<PropertyDict> SimHostServices::readPropertyList(const std::string&
   return readPropertyListFile(path);
 }
 
-std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error) {
+namespace {
+
+// Loads a host from its text, which the host then keeps (for saving).
+std::unique_ptr<SimPlatform> loadHostText(std::string text, std::string* error) {
   std::string message;
   try {
     nlohmann::json doc;
-    message = parseJsonDocument(json, doc);
+    message = parseJsonDocument(text, doc);
     if (message.empty()) {
       JsonReader in;
       auto machine = loadMachine(doc, in);
-      doc = nlohmann::json();  // the machine holds what it needs; the text is kept for saving
+      doc = nlohmann::json();  // the machine holds what it needs
       if (machine) {
-        machine->setDocument(std::string(json));
+        machine->setDocument(std::move(text));
         attachModels(*machine);
         return std::make_unique<SimPlatform>(std::move(machine));
       }
@@ -50,6 +53,12 @@ std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error)
   return nullptr;
 }
 
+}  // namespace
+
+std::unique_ptr<SimPlatform> loadHost(std::string_view json, std::string* error) {
+  return loadHostText(std::string(json), error);
+}
+
 std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* error) {
   std::string text;
   std::string why = readRegularFile(path, kMaxHostFileSize, text);
@@ -57,7 +66,7 @@ std::unique_ptr<SimPlatform> loadHostFile(const std::string& path, std::string* 
     if (error) *error = path + ": cannot read the file: " + why;
     return nullptr;
   }
-  auto platform = loadHost(text, &why);
+  auto platform = loadHostText(std::move(text), &why);
   if (!platform && error) *error = path + ": " + why;
   return platform;
 }

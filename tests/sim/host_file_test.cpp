@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "platform/text.h"
+#include "sim/host_loader.h"
 #include "sim/json_document.h"
 #include "sim/sim_platform.h"
 
@@ -235,6 +236,88 @@ const ManyMembers kManyMembers[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, ManyMembersTest, testing::ValuesIn(kManyMembers),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// What one host holds at most, sat on: controllers, routers, adapters and
+// the values of a document for its size.
+std::string controllersHost(size_t count) {
+  std::string text = R"({"controllers": [)";
+  for (size_t c = 0; c < count; ++c) text += c ? R"(, {"routers": [{"route": 0}]})" : R"({"routers": [{"route": 0}]})";
+  return text + "]}";
+}
+
+// count routers breadth first, each below adapter 1..4 of its parent, with
+// ports (how many adapters each lists; the last router lists the rest up to
+// adapters in all).
+std::string routersHost(size_t count, uint32_t ports, size_t adapters = SIZE_MAX) {
+  std::string text = R"({"controllers": [{"routers": [)";
+  std::vector<std::pair<uint64_t, unsigned>> frontier = {{0, 0}};
+  size_t listed = 0;
+  for (size_t next = 0; next < count; ++next) {
+    const auto [route, depth] = frontier[next];
+    appendf(text, R"(%s{"route": "0x%llx", "ports": {)", next ? ", " : "", static_cast<unsigned long long>(route));
+    const uint32_t here = static_cast<uint32_t>(std::min<size_t>(ports, adapters - listed));
+    for (uint32_t p = 1; p <= here; ++p) appendf(text, R"(%s"%u": {})", p > 1 ? ", " : "", p);
+    listed += here;
+    text += "}}";
+    for (uint32_t p = depth ? 2 : 1; p <= 4 && p <= here; ++p)
+      frontier.emplace_back(route | uint64_t{p} << (8 * depth), depth + 1);
+  }
+  return text + "]}]}";
+}
+
+// A document of an array of count zeros: count + 1 values in 2 * count + 1 bytes.
+std::string zeros(size_t count) {
+  std::string text = "[";
+  for (size_t i = 0; i < count; ++i) text += i ? ",0" : "0";
+  return text + "]";
+}
+
+// The most zeros a document of zeros may hold.
+size_t mostZeros() {
+  size_t n = 0;
+  while (n + 2 <= maxJsonValues(2 * (n + 1) + 1)) ++n;
+  return n;
+}
+
+struct HostLimit {
+  const char* name;
+  std::string (*text)();
+  std::string error;
+};
+
+class HostLimitTest : public testing::TestWithParam<HostLimit> {};
+
+TEST_P(HostLimitTest, IsSatOn) {
+  std::string error;
+  const auto host = loadHost(GetParam().text(), &error);
+  EXPECT_EQ(error, GetParam().error);
+  EXPECT_EQ(host != nullptr, GetParam().error.empty());
+}
+
+const std::string kValues = textf(": a host file holds %zu and one more for every %zu bytes of its text",
+                                  kJsonValuesBase, kJsonBytesPerValue);
+
+const HostLimit kHostLimits[] = {
+    {"ControllersBelow", [] { return controllersHost(kMaxControllers - 1); }, ""},
+    {"ControllersAt", [] { return controllersHost(kMaxControllers); }, ""},
+    {"ControllersAbove", [] { return controllersHost(kMaxControllers + 1); },
+     "controllers[256]: more than 256 controllers (a router ID has eight bits)"},
+    {"RoutersBelow", [] { return routersHost(kMaxHostRouters - 1, 4); }, ""},
+    {"RoutersAt", [] { return routersHost(kMaxHostRouters, 4); }, ""},
+    {"RoutersAbove", [] { return routersHost(kMaxHostRouters + 1, 4); },
+     "controllers[0].routers[4096]: more than 4096 routers in one host"},
+    {"AdaptersBelow", [] { return routersHost(521, 63, kMaxHostAdapters - 1); }, ""},
+    {"AdaptersAt", [] { return routersHost(521, 63, kMaxHostAdapters); }, ""},
+    // 520 routers list 63 adapters each (32760), the next one its first eight.
+    {"AdaptersAbove", [] { return routersHost(521, 63, kMaxHostAdapters + 1); },
+     "controllers[0].routers[520].ports.9: more than 32768 adapters in one host"},
+    {"ValuesAt", [] { return zeros(mostZeros()); }, "host file: expected an object"},
+    {"ValuesAbove", [] { return zeros(mostZeros() + 1); },
+     textf("[%zu]: more than %zu values", mostZeros(), maxJsonValues(2 * (mostZeros() + 1) + 1)) + kValues},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, HostLimitTest, testing::ValuesIn(kHostLimits),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(HostFile, MalformedJsonIsOneLine) {
