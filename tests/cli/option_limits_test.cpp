@@ -145,7 +145,8 @@ INSTANTIATE_TEST_SUITE_P(
                   "tbkit nvm read: --length: at most 0x4 from --offset 0xfffc (addresses are 16 bits wide) (see "
                   "--help)\n"},
         // A DROM entry's length byte counts its 2-byte head (and a name's
-        // terminator); the image's length field holds 1023 bytes after the CRC-8 and UID.
+        // terminator); the image's length field holds 1023 bytes after the CRC-8 and UID
+        // (an image too long is found only once built: the run fails).
         LimitCase{"NameShortOfTheLongest", dromBuild({"--vendor-name", letters(251)}), 0, "100: ", ""},
         LimitCase{"NameAtTheLongest", dromBuild({"--vendor-name", letters(252)}), 0, "100: ", ""},
         LimitCase{"NamePastTheLongest", dromBuild({"--model-name", letters(253)}), 2, "",
