@@ -17,6 +17,25 @@ std::vector<std::string> withBuses(std::vector<std::string> args, size_t levels)
   return args;
 }
 
+// drom build of a small image with extra options; text of count letters and
+// count hex bytes.
+std::vector<std::string> dromBuild(std::vector<std::string> extra) {
+  extra.insert(extra.begin(), {"drom", "build", "--port-map", "lane1-pcieup1", "--uid", "1", "--vendor-id", "1",
+                               "--model-id", "2"});
+  return extra;
+}
+std::string letters(size_t count) { return std::string(count, 'v'); }
+std::string hexBytes(size_t count) {
+  std::string hex;
+  for (size_t i = 0; i < count; ++i) hex += "ab";
+  return hex;
+}
+// Generic entries that make an image of 1035 + extra bytes.
+std::vector<std::string> imageOf1035Plus(size_t extra) {
+  return dromBuild({"--generic", "1:" + hexBytes(253), "--generic", "2:" + hexBytes(253), "--generic",
+                    "3:" + hexBytes(253), "--generic", "4:" + hexBytes(231 + extra)});
+}
+
 struct LimitCase {
   const char* name;
   std::vector<std::string> args;
@@ -124,7 +143,22 @@ INSTANTIATE_TEST_SUITE_P(
         LimitCase{"NvmPastTheEnd", {"nvm", "read", "--route", "1", "--offset", "0xfffc", "--length", "5", kDefault},
                   2, "",
                   "tbkit nvm read: --length: at most 0x4 from --offset 0xfffc (addresses are 16 bits wide) (see "
-                  "--help)\n"}),
+                  "--help)\n"},
+        // A DROM entry's length byte counts its 2-byte head (and a name's
+        // terminator); the image's length field holds 1023 bytes after the CRC-8 and UID
+        // (an image too long is found only once built: the run fails).
+        LimitCase{"NameShortOfTheLongest", dromBuild({"--vendor-name", letters(251)}), 0, "100: ", ""},
+        LimitCase{"NameAtTheLongest", dromBuild({"--vendor-name", letters(252)}), 0, "100: ", ""},
+        LimitCase{"NamePastTheLongest", dromBuild({"--model-name", letters(253)}), 2, "",
+                  "tbkit drom build: --model-name: at most 252 characters fit in a name entry (see --help)\n"},
+        LimitCase{"GenericShortOfTheLargest", dromBuild({"--generic", "5:" + hexBytes(252)}), 0, "100: ", ""},
+        LimitCase{"GenericAtTheLargest", dromBuild({"--generic", "5:" + hexBytes(253)}), 0, "100: ", ""},
+        LimitCase{"GenericPastTheLargest", dromBuild({"--generic", "5:" + hexBytes(254)}), 2, "",
+                  "tbkit drom build: --generic: at most 253 data bytes fit in a generic entry (see --help)\n"},
+        LimitCase{"ImageShortOfTheLargest", imageOf1035Plus(0), 0, "400: ", ""},
+        LimitCase{"ImageAtTheLargest", imageOf1035Plus(1), 0, "400: ", ""},
+        LimitCase{"ImagePastTheLargest", imageOf1035Plus(2), 1, "",
+                  "tbkit drom build: the image of 1037 bytes is longer than its length field can say (1036)\n"}),
     [](const ::testing::TestParamInfo<LimitCase>& info) { return std::string(info.param.name); });
 
 }  // namespace

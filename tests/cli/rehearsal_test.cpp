@@ -151,6 +151,10 @@ void replaceInSelection(json& d, const std::string& from, const std::string& to)
   d["boot-selection"] = s;
 }
 void resizePayload(const std::string& path, uintmax_t size) { fs::resize_file(path, size); }
+void atRom(json& d, const char* rom, int revision) {
+  test::routerOf(d, 0x1)["registry"]["ROM Version"] = rom;
+  test::routerOf(d, 0x1)["registry"]["EEPROM Revision"] = revision;
+}
 
 const FailureRow kFailures[] = {
     {"DisplayUnplugged", [](RehearsalTest&, json& d) { test::removeRouter(d, 0x301); }, 3, true, false,
@@ -183,6 +187,20 @@ const FailureRow kFailures[] = {
     {"NvmTooSmall", [](RehearsalTest&, json& d) { test::routerOf(d, 0x1)["nvm"] = {{"size", 8}}; }, 4, false, true,
      "boot firmware: display 0x0001d15b00a1c301 at route 0x1: its NVM (8 bytes) cannot hold the switch payload "
      "(15 bytes)\n"},
+    {"NvmOneByteShort", [](RehearsalTest&, json& d) { test::routerOf(d, 0x1)["nvm"] = {{"size", 14}}; }, 4, false,
+     true, "boot firmware: display 0x0001d15b00a1c301 at route 0x1: its NVM (14 bytes) cannot hold the switch "
+     "payload (15 bytes)\n"},
+    {"NvmThePayloadsSize", [](RehearsalTest&, json& d) { test::routerOf(d, 0x1)["nvm"] = {{"size", 15}}; }, 0, true,
+     true, "boot firmware: display 0x0001d15b00a1c301 at route 0x1: ROM 24.3 -> 26.2,"},
+    {"NvmOneByteLarger", [](RehearsalTest&, json& d) { test::routerOf(d, 0x1)["nvm"] = {{"size", 16}}; }, 0, true,
+     true, "boot firmware: display 0x0001d15b00a1c301 at route 0x1: ROM 24.3 -> 26.2,"},
+    // A display at the payload's ROM is flashed only from an earlier revision.
+    {"RevisionBelowThePayloads", [](RehearsalTest&, json& d) { atRom(d, "0x26", 1); }, 0, true, true,
+     "boot firmware: display 0x0001d15b00a1c301 at route 0x1: ROM 26.1 -> 26.2,"},
+    {"RevisionThePayloads", [](RehearsalTest&, json& d) { atRom(d, "0x26", 2); }, 0, true, true,
+     "boot firmware: display 0x0001d15b00a1c301 at route 0x1: ROM 26.2 kept,"},
+    {"RevisionAboveThePayloads", [](RehearsalTest&, json& d) { atRom(d, "0x26", 3); }, 0, true, true,
+     "boot firmware: display 0x0001d15b00a1c301 at route 0x1: ROM 26.3 kept,"},
 };
 
 TEST_P(FlashFailureTest, RecordsItsResult) {

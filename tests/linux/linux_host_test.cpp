@@ -84,6 +84,29 @@ TEST(LinuxRegistry, HostProbesFromTheSystemsFiles) {
   EXPECT_TRUE(bootMediaEntry());
 }
 
+// Adapter folders are "port" and a number from 1 to 63 without a leading
+// zero; the registers of adapter 63 read as any other adapter's.
+TEST(LinuxRegistry, AdapterFoldersAreNumberedFrom1To63) {
+  ScopedLinuxHost host("chain", {}, [](const std::string& root) {
+    for (const char* folder : {"port0", "port07", "port63", "port64", "port0x5"}) {
+      const std::string dir = root + linux_host::kDebugfsDirectory + "/0-1/" + folder;
+      std::filesystem::create_directory(dir);
+      std::ofstream(dir + "/regs") << "0x0000    0 0x00 0x00 0x0000003f\n";
+    }
+  });
+  std::vector<uint64_t> ports;
+  for (const RegistryEntry& port : switchEntry(0x1).children()) {
+    uint64_t number = 0;
+    if (readRegistryNumber64(port, kPortNumberKey, number)) ports.push_back(number);
+  }
+  EXPECT_EQ(ports, (std::vector<uint64_t>{3, 10, 63}));
+  auto& manager = ThunderboltUserClientManager::sharedInstance();
+  uint32_t value = 0;
+  EXPECT_EQ(manager.configReadWithRouterID(0, 0x1, 63, 1, 0, value), status::kSuccess);
+  EXPECT_EQ(value, 0x3fu);
+  EXPECT_EQ(manager.configReadWithRouterID(0, 0x1, 64, 1, 0, value), status::kUnsupported);
+}
+
 struct ReadCase {
   const char* name;
   uint64_t route;
@@ -227,6 +250,13 @@ TEST(LinuxWrites, LongWritesGoInChunksOfWholeLines) {
   ASSERT_EQ(device->configRead(0x1, 0, 2, 0x11, 1, read), status::kSuccess) << "read back";
   EXPECT_EQ(read[0], 0x5a);
   EXPECT_EQ(device->i2cTransaction(0x1, 0x50, 0, nullptr, 0, nullptr), status::kUnsupported);
+  // A write moves at most a whole space (taken, then not read back past the
+  // 300 listed double words).
+  const std::pair<uint32_t, Status> counts[] = {
+      {0x1fff, status::kNotWritable}, {0x2000, status::kNotWritable}, {0x2001, status::kBadArgument}};
+  buffer.assign(4 * 0x2001, 0);
+  for (auto [count, expected] : counts)
+    EXPECT_EQ(device->configWrite(0x1, 0, 2, 0x0, count, buffer.data()), expected) << count;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <optional>
 
 #include "linux/debugfs_text.h"
 #include "linux/sysfs_tree.h"
@@ -19,6 +20,7 @@ struct LineCase {
   uint32_t index;
   Status status;  // kUnsupported: not listed at all, or listed as not offered
   uint32_t value;
+  std::optional<uint8_t> capability = {}, vsec = {};  // a register row's IDs, when checked
 };
 
 class SpaceText : public ::testing::TestWithParam<LineCase> {};
@@ -31,6 +33,10 @@ TEST_P(SpaceText, ListsIndexWithValueOrStatus) {
   EXPECT_EQ(status, c.status);
   if (c.status == status::kSuccess) {
     EXPECT_EQ(it->second.value, c.value);
+    if (c.capability) {
+      EXPECT_EQ(it->second.capability, *c.capability);
+      EXPECT_EQ(it->second.vsec, c.vsec);
+    }
   }
 }
 
@@ -38,7 +44,10 @@ INSTANTIATE_TEST_SUITE_P(
     Lines, SpaceText,
     ::testing::Values(
         LineCase{"RegsRow", std::string(kRegsHeader) + "0x0039    0 0x04 0x00 0xc009048f\n", 0x39, status::kSuccess,
-                 0xc009048f},
+                 0xc009048f, 0x04, 0x00},
+        // IDs are a byte each: wider ones are left out, the value kept.
+        LineCase{"IdsAtTheLargest", "0x0001 1 0xff 0xff 0x00000007\n", 1, status::kSuccess, 7, 0xff, 0xff},
+        LineCase{"IdsPastTheLargest", "0x0001 1 0x1ab 0x1cd 0x00000007\n", 1, status::kSuccess, 7, 0, 0},
         LineCase{"PathRow", "# offset relative_offset in_hop_id value\n0x0011    1 0x08 0x80000410\n", 0x11,
                  status::kSuccess, 0x80000410},
         LineCase{"NoNewlineAtEnd", "0x0002    2 0x00 0x00 0x010e0101", 2, status::kSuccess, 0x010e0101},

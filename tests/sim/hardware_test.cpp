@@ -144,7 +144,7 @@ TEST(HardwareFaults, FromTheHostFile) {
   std::string error;
   auto p = loadHost(R"({"controllers": [{"routers": [{"route": 0, "i2c": {"0x50": {}}}]}],
       "faults": [{"op": "i2c", "address": "0x50", "skip": 1, "times": 1, "status": "0xe00002ed"},
-                 {"op": "iecs-read", "bus": 36}]})",
+                 {"op": "iecs-read", "bus": 36}, {"op": "iecs-read", "bus": 37, "times": -1}]})",
                     &error);
   ASSERT_NE(p, nullptr) << error;
   uint8_t b = 0;
@@ -153,6 +153,8 @@ TEST(HardwareFaults, FromTheHostFile) {
   EXPECT_EQ(p->sim().i2cTransaction(0, 0, 0x50, &b, 1, nullptr, 0), status::kSuccess);
   EXPECT_EQ(p->sim().iecsRead(0, 0, 36, 0, 0, &b, 1), status::kTimeout);  // the default status
   EXPECT_EQ(p->sim().faults()[1].fired, 1u);
+  // "times": -1, the smallest, fails every access as leaving it out does.
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(p->sim().iecsRead(0, 0, 37, 0, 0, &b, 1), status::kTimeout);
 }
 
 TEST_F(Hardware, ClockAndAccounting) {

@@ -136,15 +136,20 @@ std::string bridgeChain(size_t levels) {
                  "}");
 }
 
+// A registry property levels arrays deep: the file nests 6 + levels deep.
+std::string registryNested(size_t levels) {
+  return ROUTERS(R"({"route": 0, "registry": {"a": )" + nested("[", "1", "]", levels) + "}}");
+}
+
 // Each of these overflowed the stack (reading, copying or walking the
-// document recursed per level).
+// document recursed per level); a file nests 64 levels at most.
 TEST(HostFile, DeepNestingIsRefusedWithOneLine) {
   struct {
     std::string json;
     std::string ends;
   } cases[] = {
-      {ROUTERS(R"({"route": 0, "registry": {"a": )" + nested("[", "1", "]", 20000) + "}}"),
-       ": nested deeper than 64 levels"},
+      {registryNested(20000), ": nested deeper than 64 levels"},
+      {registryNested(59), ".registry.a" + nested("", "", "[0]", 58) + ": nested deeper than 64 levels"},
       {bridgeChain(10000), ": nested deeper than 64 levels"},
       {bridgeChain(8), "bridges.0.router.bridges: bridges chained more than 7 deep"},
   };
@@ -156,6 +161,8 @@ TEST(HostFile, DeepNestingIsRefusedWithOneLine) {
   }
   std::string error;
   EXPECT_NE(loadHost(bridgeChain(7), &error), nullptr) << error;
+  EXPECT_NE(loadHost(registryNested(58), &error), nullptr) << error;
+  EXPECT_NE(loadHost(registryNested(57), &error), nullptr) << error;
 }
 
 // A failing range fails the reads inside it (and only those) with its status,

@@ -85,6 +85,10 @@ INSTANTIATE_TEST_SUITE_P(
         // ... whose 16-bit pointer is cut to 8 bits.
         WalkCase{"LongPointerCut", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0130}, {0x30, 0x01000700}},
                  {}, kId7, kIdMask, status::kSuccess, 0x30, {2, 1, 2, 0x10, 0x11, 0x11, 0x30, 0x31}},
+        // ... but one with a length is short: next pointer 0 ends the chain.
+        WalkCase{"ShortVendorHeaderEndsChain", kDeviceSpace,
+                 {{1, 0x110}, {0x10, 0x04000500}, {0x11, 0x0030}, {0x30, 0x01000700}}, {}, kId7, kIdMask,
+                 status::kNotFound, 0, {2, 1, 2, 0x10, 0x11}},
         WalkCase{"LongHeaderEndsChain", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}}, {}, kId7, kIdMask,
                  status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x11}},
         WalkCase{"PointsToItself", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000310}}, {}, kId7, kIdMask,
