@@ -18,6 +18,7 @@
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
 #include "support/scoped_host.h"
+#include "support/temp_dir.h"
 #include "support/scoped_linux_host.h"
 
 namespace tbt::test {
@@ -111,7 +112,8 @@ TEST(Capture, BridgedRoutersReplay) {
     ScopedHost host(fileText(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
     text = cli::captureHost();
   }
-  const std::string file = testing::TempDir() + "bridged_capture.json";
+  const TempDir dir;
+  const std::string file = dir / "bridged_capture.json";
   std::ofstream(file) << text;
   for (auto [buses, value] : {std::pair{std::vector<std::string>{"0"}, "0xa0a0a0a0"}, {{"1"}, "0xb0b0b0b0"},
                               {{"0", "0"}, "0xc0c0c0c0"}}) {
@@ -120,6 +122,42 @@ TEST(Capture, BridgedRoutersReplay) {
     for (const std::string& bus : buses) args.insert(args.end(), {"--bus", bus});
     const cli::Outcome run = cli::tbkit(args);
     EXPECT_EQ(run.out, std::string("0x0040: ") + value + "\n") << run.err;
+  }
+}
+
+// A bridged router is read as far as its headers size its spaces: device
+// and port spaces to 0x1ff, the path space to Max In HopID, the counter space
+// to Max Counters; what lies beyond replays as 0 (unless the first index
+// past them answers, which has the whole space read).
+TEST(Capture, BridgedRouterSpacesEndWhereTheirHeadersSay) {
+  nlohmann::json host = nlohmann::json::parse(fileText(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
+  nlohmann::json& far = host["controllers"][0]["routers"][1]["bridges"]["1"]["router"];
+  far["device-space"].update({{"1", "0x4000"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}});
+  far["ports"]["1"] = {{"port-space", {{"1", "0x200"}, {"5", "0x3"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}}},
+                       {"path-space", {{"7", "0x77"}, {"9", "0x99"}}},
+                       {"counter-space", {{"5", "0x55"}, {"7", "0x77"}}}};
+  std::string text;
+  {
+    ScopedHost source(host.dump());
+    text = cli::captureHost();
+  }
+  const TempDir dir;
+  const std::string file = dir / "capture.json";
+  std::ofstream(file) << text;
+  const struct {
+    const char* space;
+    const char* port;
+    const char* index;
+    const char* value;
+  } reads[] = {{"device", "0", "0x1ff", "0x000001ff"}, {"device", "0", "0x201", "0x00000000"},
+               {"port", "1", "0x1ff", "0x000001ff"},   {"port", "1", "0x201", "0x00000000"},
+               {"path", "1", "7", "0x00000077"},       {"path", "1", "9", "0x00000000"},
+               {"counter", "1", "5", "0x00000055"},    {"counter", "1", "7", "0x00000000"}};
+  for (const auto& r : reads) {
+    const cli::Outcome run = cli::tbkit({"read", "--host=sim:" + file, "--via-parent", "0x1", "--bus", "1", "--space",
+                                         r.space, "--port", r.port, "--index", r.index});
+    EXPECT_EQ(run.out, textf("0x%04x: %s\n", static_cast<unsigned>(std::stoul(r.index, nullptr, 0)), r.value))
+        << r.space << " " << r.index << " " << run.err;
   }
 }
 
