@@ -75,6 +75,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "tbkit list: unknown option --\\x1b[2J (see --help)"},
         EscapeCase{"UnknownCommand", {"tbkit", "drom", "p\x80"}, nullptr,
                    "tbkit drom: unknown command 'p\\x80' (see tbkit drom --help)"},
+        EscapeCase{"UnknownCommandFamily", {"tbkit", "l\x1b[2Jst"}, nullptr,
+                   "tbkit: unknown command family 'l\\x1b[2Jst' (see tbkit --help)"},
         EscapeCase{"CheckerHostOption", {kChecker, "--host=\x1b]0;x\a"}, nullptr,
                    "updatechecker: --host: invalid host '\\x1b]0;x\\x07'" + kHostForms},
         EscapeCase{"CheckerHostVariable", {kChecker}, "sim\n",

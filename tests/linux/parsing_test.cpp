@@ -113,6 +113,8 @@ INSTANTIATE_TEST_SUITE_P(
                       NameCase{"HighAdapterFirst", "0-b01", true, 0, 0xb01, 2},
                       NameCase{"AdapterSixteen", "0-10", true, 0, 0x10, 1},
                       NameCase{"SecondDomain", "1-3", true, 1, 3, 1},
+                      NameCase{"Domain254", "254-3", true, 254, 3, 1}, NameCase{"Domain255", "255-3", true, 255, 3, 1},
+                      NameCase{"Domain256", "256-3", false, 0, 0, 0},
                       NameCase{"Domain", "domain0", false, 0, 0, 0}, NameCase{"Retimer", "0-0:1.1", false, 0, 0, 0},
                       NameCase{"Service", "0-1.1", false, 0, 0, 0}, NameCase{"EmptyHop", "0-100", false, 0, 0, 0},
                       NameCase{"AdapterAbove63", "0-40", false, 0, 0, 0},

@@ -176,6 +176,8 @@ INSTANTIATE_TEST_SUITE_P(
                      }},
         OutputTarget{"DeviceIsWrittenInPlace", [](FileTest&) { return std::string("/dev/null"); }, "",
                      [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
+        OutputTarget{"FullDevice", [](FileTest&) { return std::string("/dev/full"); }, "No space left on device",
+                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
         OutputTarget{"Folder", [](FileTest& t) { return t.path("folder"); }, "Is a directory",
                      [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISDIR(modeOf(f))); }},
         OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },

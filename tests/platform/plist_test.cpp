@@ -11,6 +11,23 @@ std::string wrap(const std::string& body) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + body + "</dict></plist>";
 }
 
+// Each field of a date at its largest and one above, and at its smallest and one below.
+TEST(PropertyList, DateFieldsAtTheirLimits) {
+  const std::pair<const char*, bool> dates[] = {
+      {"2026-12-31T23:59:60Z", true},  {"2026-01-01T00:00:00Z", true},  {"2026-13-31T23:59:59Z", false},
+      {"2026-12-32T23:59:59Z", false}, {"2026-12-31T24:59:59Z", false}, {"2026-12-31T23:60:59Z", false},
+      {"2026-12-31T23:59:61Z", false}, {"2026-00-01T00:00:00Z", false}, {"2026-01-00T00:00:00Z", false},
+  };
+  for (const auto& [date, valid] : dates) {
+    std::string error;
+    auto dict = parsePropertyList(wrap(std::string("<key>a</key><date>") + date + "</date>"), &error);
+    EXPECT_EQ(error, valid ? "" : std::string("line 2: malformed date '") + date + "'");
+    if (!valid) continue;
+    ASSERT_TRUE(dict) << date;
+    EXPECT_EQ(dict->find("a")->asString(), date);
+  }
+}
+
 TEST(PropertyList, ReadsEveryKindOfValue) {
   const std::string xml = R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//x//DTD PLIST 1.0//EN" "x.dtd" [ <!ENTITY e "a>b"> ]>
