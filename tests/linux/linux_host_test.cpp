@@ -28,6 +28,7 @@ struct SwitchCase {
   uint64_t route;
   uint64_t depth;
   std::optional<uint64_t> uid, vendor, model, rom, nvmRevision;
+  uint64_t deviceId;  // from the device space's first double word
 };
 
 class LinuxSwitches : public ::testing::TestWithParam<SwitchCase> {};
@@ -47,16 +48,17 @@ TEST_P(LinuxSwitches, CarryTheAttributesTheKernelGives) {
   EXPECT_EQ(number("Device Model ID"), c.model);
   EXPECT_EQ(number("ROM Version"), c.rom);
   EXPECT_EQ(number("NVM Revision"), c.nvmRevision);
+  EXPECT_EQ(number("Device ID"), c.deviceId);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Fixture, LinuxSwitches,
     ::testing::Values(
         // The host switch's UID carries the domain index in its low four bits (the router ID).
-        SwitchCase{"HostRouterUidCarriesDomain", 0x0, 0, 0x33205d7c0b1e40, 0x8087, 0x9a1f, 0x20, 0x0},
-        SwitchCase{"DockHexAttributes", 0x1, 1, 0xd45f2f9db08200, 0x16b, 0x9010, 0x56, 0x81},
+        SwitchCase{"HostRouterUidCarriesDomain", 0x0, 0, 0x33205d7c0b1e40, 0x8087, 0x9a1f, 0x20, 0x0, 0x9a1f},
+        SwitchCase{"DockHexAttributes", 0x1, 1, 0xd45f2f9db08200, 0x16b, 0x9010, 0x56, 0x81, 0x15ef},
         SwitchCase{"DisplayDecimalAttributesNoNvmVersion", 0x301, 2, 0x1d15b00a1c302, 1, 0x8002, std::nullopt,
-                   std::nullopt}),
+                   std::nullopt, 0x1547}),
     [](const ::testing::TestParamInfo<SwitchCase>& info) { return std::string(info.param.name); });
 
 TEST(LinuxRegistry, OnlyRoutersBecomeSwitchesAndPeersAreLinks) {
@@ -83,6 +85,35 @@ TEST(LinuxRegistry, HostProbesFromTheSystemsFiles) {
   EXPECT_EQ(host.platform().host().bootDiskName(), "nvme0n1p2");
   EXPECT_TRUE(bootMediaEntry());
 }
+
+// The lid and the boot disk as the tree's files give them: the lid's state
+// line as the kernel pads it, the last of several mounts over "/".
+struct HostFacts {
+  const char* name;
+  const char* lid;
+  const char* mounts;
+  bool closed;
+  const char* bootDisk;
+};
+
+class LinuxHostFacts : public ::testing::TestWithParam<HostFacts> {};
+
+TEST_P(LinuxHostFacts, ComeFromTheTreesFiles) {
+  const HostFacts& c = GetParam();
+  ScopedLinuxHost host("chain", {}, [&](const std::string& root) {
+    std::ofstream(root + "/proc/acpi/button/lid/LID0/state") << c.lid;
+    std::ofstream(root + "/proc/mounts") << c.mounts;
+  });
+  EXPECT_EQ(isLidClosed(), c.closed);
+  EXPECT_EQ(host.platform().host().bootDiskName(), c.bootDisk);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, LinuxHostFacts,
+    ::testing::Values(HostFacts{"LidClosed", "state:      closed\n", "/dev/sda1 / ext4 rw 0 0\n", true, "sda1"},
+                      HostFacts{"RootMountedTwice", "state:      open\n",
+                                "/dev/sda1 / ext4 rw 0 0\n/dev/nvme0n1p3 / btrfs rw 0 0\n", false, "nvme0n1p3"}),
+    [](const ::testing::TestParamInfo<HostFacts>& info) { return std::string(info.param.name); });
 
 // Adapter folders are "port" and a number from 1 to 63 without a leading
 // zero; the registers of adapter 63 read as any other adapter's.

@@ -1,6 +1,7 @@
 // Input files that are not what they claim (FIFOs, devices, folders, huge
 // files) and output targets that must not be lost or replaced.
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -176,6 +177,12 @@ INSTANTIATE_TEST_SUITE_P(
                      }},
         OutputTarget{"DeviceIsWrittenInPlace", [](FileTest&) { return std::string("/dev/null"); }, "",
                      [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
+        OutputTarget{"NewFileTakesTheUsualMode", [](FileTest& t) { return t.path("fresh"); }, "",
+                     [](FileTest&, const std::string& f) {
+                       const mode_t mask = ::umask(0);
+                       ::umask(mask);
+                       EXPECT_EQ(modeOf(f) & 07777, 0666 & ~mask);
+                     }},
         OutputTarget{"FullDevice", [](FileTest&) { return std::string("/dev/full"); }, "No space left on device",
                      [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
         OutputTarget{"Folder", [](FileTest& t) { return t.path("folder"); }, "Is a directory",
@@ -183,6 +190,19 @@ INSTANTIATE_TEST_SUITE_P(
         OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },
                      "No such file or directory", [](FileTest&, const std::string&) {}}),
     [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(FileTest, StandardOutputOnAFullDiskFails) {
+  std::fflush(stdout);
+  const int saved = ::dup(STDOUT_FILENO);
+  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(full, 0);
+  ::dup2(full, STDOUT_FILENO);
+  const std::string error = writeFileSafely("-", std::string_view("new"));
+  ::dup2(saved, STDOUT_FILENO);
+  ::close(saved);
+  ::close(full);
+  EXPECT_EQ(error, "cannot write standard output: No space left on device");
+}
 
 TEST_F(FileTest, DashIsStandardOutput) {
   const std::string captured = path("stdout");
