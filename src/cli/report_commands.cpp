@@ -3,6 +3,8 @@
 #include <functional>
 #include <memory>
 
+#include "cli/json_output.h"
+#include "cli/json_report_sink.h"
 #include "cli/router_choice.h"
 #include "cli/stream_report_sink.h"
 #include "platform/status.h"
@@ -44,16 +46,28 @@ class RelativeAddressing {
   bool previous_;
 };
 
-// Runs report into standard output; the exit status says whether it completed.
+// Runs report into standard output, as text or with --json as one document;
+// the exit status says whether it completed.
 // emptyWhy: the one-line reason printed when the report has no text at all.
 int print(CommandContext& context, const char* emptyWhy, const std::function<void(ReportSink& sink)>& report) {
   RelativeAddressing relative(context.args().has("relative"));
-  StreamReportSink sink(context.out());
-  report(sink);
+  ReportOutcome outcome;
+  if (context.args().has(kJsonOption.name)) {
+    const std::string& name = context.name();
+    JsonReportSink sink(context.out(), std::string_view(name).substr(name.rfind(' ') + 1));
+    report(sink);
+    sink.finish();
+    outcome = sink.outcome();
+  } else {
+    StreamReportSink sink(context.out());
+    report(sink);
+    outcome = sink.outcome();
+  }
   if (!context.out().flush()) return kExitFailure;
   uint32_t status = 0;
-  if (sink.empty()) return context.failure(emptyWhy);
-  if (sink.closesWithError(status)) return context.failure("the report ends with an error: " + describeStatus(status));
+  if (outcome.empty()) return context.failure(emptyWhy);
+  if (outcome.closesWithError(status))
+    return context.failure("the report ends with an error: " + describeStatus(status));
   return kExitSuccess;
 }
 
@@ -152,8 +166,8 @@ int runAll(CommandContext& context) {
 constexpr OptionSpec kRelativeOption = {
     .name = "relative", .help = "number a capability's double words from its header (0) rather than absolutely"};
 
-constexpr std::array<OptionSpec, 5> kRouterOptions = {
-    {kRouteOption, kRouterIDOption, kViaParentOption, kBusOption, kRelativeOption}};
+constexpr std::array<OptionSpec, 6> kRouterOptions = {
+    {kRouteOption, kRouterIDOption, kViaParentOption, kBusOption, kRelativeOption, kJsonOption}};
 
 constexpr OptionSpec kPort = {.name = "port", .valueName = "P", .help = "the adapter", .required = true};
 constexpr OptionSpec kDeviceIndex = {
@@ -183,7 +197,7 @@ constexpr auto kLinkControllerMemoryOptions = withOptions(
     kRouterOptions,
     {{.name = "lc", .valueName = "N", .help = "the link controller, from 0 (below the VSEC's LC Count, at most 15)",
       .required = true}});
-const OptionSpec kAllOptions[] = {kRelativeOption};
+const OptionSpec kAllOptions[] = {kRelativeOption, kJsonOption};
 
 constexpr const char* kRouterDetails =
     "--route R reaches the router by its route through its controller (--rid);\n"

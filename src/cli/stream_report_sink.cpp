@@ -6,7 +6,7 @@
 
 namespace tbt::cli {
 
-void StreamReportSink::Line::add(std::string_view piece) {
+void ReportOutcome::Line::add(std::string_view piece) {
   if (start.size() < kKept) start.append(piece.substr(0, kKept - start.size()));
   length += piece.size();
 }
@@ -14,6 +14,11 @@ void StreamReportSink::Line::add(std::string_view piece) {
 void StreamReportSink::write(std::string_view text) {
   if (text.empty()) return;
   out_.write(text.data(), static_cast<std::streamsize>(text.size()));
+  outcome_.add(text);
+}
+
+void ReportOutcome::add(std::string_view text) {
+  if (text.empty()) return;
   written_ = true;
   const size_t end = text.rfind('\n');
   if (end == std::string_view::npos) {
@@ -34,7 +39,7 @@ void StreamReportSink::write(std::string_view text) {
   current_.add(text.substr(end + 1));
 }
 
-bool StreamReportSink::closesWithError(uint32_t& status) const {
+bool ReportOutcome::closesWithError(uint32_t& status) const {
   // A report ends with a newline; text after the last one is the last line.
   const Line& line = current_.length > 0 ? current_ : last_;
   constexpr std::string_view kUpper = "ERROR: 0x";

@@ -1,8 +1,8 @@
 #pragma once
 // A report sink that hands each piece of text on to a stream as it comes, so
 // a console shows a line as soon as its register has been read, and that
-// keeps only what a program's exit status needs: whether any text came, and
-// the last line.
+// keeps only what a program's exit status needs (ReportOutcome): whether any
+// text came, and the last line.
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
@@ -13,13 +13,10 @@
 
 namespace tbt::cli {
 
-class StreamReportSink final : public ReportSink {
+/// What a report's text says of how it went, from the text as it passes.
+class ReportOutcome {
  public:
-  explicit StreamReportSink(std::ostream& out) : out_(out) {}
-  void write(std::string_view text) override;
-  /// True once the stream has failed.
-  bool stopped() const override { return !out_; }
-
+  void add(std::string_view text);
   /// True until the first text comes.
   bool empty() const { return !written_; }
   /// True when the report's last line is "ERROR: 0x%08x" or "Error: 0x%08x"
@@ -36,10 +33,22 @@ class StreamReportSink final : public ReportSink {
     void add(std::string_view piece);
   };
 
-  std::ostream& out_;
   bool written_ = false;
   Line current_;  // the line being written
   Line last_;     // the last complete line
+};
+
+class StreamReportSink final : public ReportSink {
+ public:
+  explicit StreamReportSink(std::ostream& out) : out_(out) {}
+  void write(std::string_view text) override;
+  /// True once the stream has failed.
+  bool stopped() const override { return !out_; }
+  const ReportOutcome& outcome() const { return outcome_; }
+
+ private:
+  std::ostream& out_;
+  ReportOutcome outcome_;
 };
 
 }  // namespace tbt::cli

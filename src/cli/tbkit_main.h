@@ -48,6 +48,8 @@ class CommandContext {
       : name_(std::move(commandName)), args_(args), out_(out), err_(err) {}
 
   const ParsedArgs& args() const { return args_; }
+  /// "FAMILY COMMAND" (or "COMMAND" for a command without a family).
+  const std::string& name() const { return name_; }
   std::ostream& out() { return out_; }
   std::ostream& err() { return err_; }
   /// True with --verbose: log lines are shown on the error stream.

@@ -11,6 +11,13 @@ inline constexpr uint32_t kPortSpace = 1;     // per port (adapter)
 inline constexpr uint32_t kDeviceSpace = 2;   // the router itself, port 0
 inline constexpr uint32_t kCounterSpace = 3;  // per port; three double words per counter
 
+/// The name of a space as the commands take and print it ("path", "port",
+/// "device", "counter"); null for a number that is not a space.
+constexpr const char* configSpaceName(uint32_t space) {
+  constexpr const char* kNames[] = {"path", "port", "device", "counter"};
+  return space < 4 ? kNames[space] : nullptr;
+}
+
 /// A bit range hi..lo (inclusive) of a double word.
 struct Bits {
   uint8_t hi;

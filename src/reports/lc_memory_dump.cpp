@@ -50,7 +50,10 @@ Status dumpMemory(RouterHandle& handle, uint32_t lc, ReportSink& sink) {
     if (s == status::kSuccess) s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowRequest, kGo);
     uint32_t value = 0;
     if (s == status::kSuccess) s = handle.configReadWithPort(0, kDeviceSpace, base + kWindowData, value);
-    if (s == status::kSuccess) sink.write(textf("0x%04x: 0x%08x\n", address, value));
+    if (s != status::kSuccess) break;
+    line.clear();
+    appendf(line, "0x%04x: 0x%08x\n", address, value);
+    sink.writeRegister({route, 0, kLinkControllerMemorySpace, address, address, value, {}, line});
   }
   return s;
 }

@@ -123,6 +123,132 @@ void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint3
   }
 }
 
+namespace {
+
+// A field's name from the text that leads to its conversion: the words
+// before its '=' (or before "0x" where the line has no '='), after the
+// previous field's text; inside a bracket group ("Local [EF=%d  Lanes=%d]")
+// prefixed with the group's label, and with a "P4:" subgroup inside it
+// ("Errs[P4:FC=%d HEC=%d" gives "Errs P4 FC", "Errs P4 HEC").
+class FieldNamer {
+ public:
+  std::string name(std::string_view lead) {
+    // A group closes at ']' and opens at '['; the text after both leads to the field.
+    const size_t close = lead.rfind(']');
+    const size_t open = lead.rfind('[');
+    if (close != std::string_view::npos && (open == std::string_view::npos || open < close)) {
+      group_.clear();
+      sub_.clear();
+    }
+    std::string_view key = lead;
+    if (open != std::string_view::npos && (close == std::string_view::npos || close < open)) {
+      group_ = std::string(lastWords(lead.substr(0, open)));
+      sub_.clear();
+      key = lead.substr(open + 1);
+    }
+    key = lastWords(key);
+    if (!group_.empty()) {
+      const size_t colon = key.find(':');
+      if (colon != std::string_view::npos) {
+        sub_ = std::string(trim(key.substr(0, colon)));
+        key = trim(key.substr(colon + 1));
+      }
+    }
+    std::string name = group_;
+    for (std::string_view part : {std::string_view(sub_), key}) {
+      if (part.empty()) continue;
+      if (!name.empty()) name += ' ';
+      name.append(part);
+    }
+    return name;
+  }
+
+ private:
+  static std::string_view trim(std::string_view s) {
+    while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
+    while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
+    return s;
+  }
+  // The words of text that lead to a value: after the last double blank or
+  // closing parenthesis, without the "=" or "0x" before the value.
+  static std::string_view lastWords(std::string_view text) {
+    text = trim(text);
+    for (std::string_view tail : {std::string_view("0x"), std::string_view("="), std::string_view(":"),
+                                  std::string_view("(")}) {
+      if (text.ends_with(tail)) text = trim(text.substr(0, text.size() - tail.size()));
+    }
+    if (text.ends_with('=')) text = trim(text.substr(0, text.size() - 1));
+    size_t start = 0;
+    const size_t blanks = text.rfind("  ");
+    if (blanks != std::string_view::npos) start = blanks + 2;
+    const size_t paren = text.rfind(')');
+    if (paren != std::string_view::npos && paren + 1 > start) start = paren + 1;
+    const size_t bracket = text.rfind(']');
+    if (bracket != std::string_view::npos && bracket + 1 > start) start = bracket + 1;
+    return trim(text.substr(start));
+  }
+
+  std::string group_;
+  std::string sub_;
+};
+
+}  // namespace
+
+std::vector<ReportField> nameFields(const Line& line, uint32_t raw, uint32_t argument) {
+  std::vector<ReportField> fields;
+  FieldNamer namer;
+  std::string lead;
+  const Field* previous = nullptr;  // the field of the last entry
+  int conversion = 0;
+  const char* p = line.format;
+  while (*p) {
+    const char* percent = std::strchr(p, '%');
+    if (!percent) break;
+    lead.append(p, static_cast<size_t>(percent - p));
+    p = percent;
+    if (p[1] == '%') {
+      lead += '%';
+      p += 2;
+      continue;
+    }
+    Conversion c;
+    p = parseConversion(p + 1, c);
+    const int n = conversion++;
+    if (n < 2) {
+      lead.clear();
+      continue;
+    }
+    if (static_cast<size_t>(n - 2) >= line.fields.size()) break;
+    const Field& field = line.fields.begin()[n - 2];
+    const uint32_t value = field.bits.of(raw);
+    // An argument numbers the field after it ("wdata03=..."): it joins that field's name.
+    if (field.kind == FieldKind::Argument) {
+      appendNumber(lead, c, argument);
+      continue;
+    }
+    const bool attached = previous && (lead == " (" || lead == "(") && previous->bits.hi == field.bits.hi &&
+                          previous->bits.lo == field.bits.lo;
+    if (c.type == 'c' && previous) {
+      // Characters spell the previous field's value ("iecs_cmd=0x724f4943 ('CIOr')").
+      fields.back().valueName += static_cast<char>(value);
+    } else if (field.kind == FieldKind::I2cClockKHz && attached) {
+      fields.back().valueName = textf("%fKHz", static_cast<double>(i2cClockKHz(value)));
+    } else if (field.kind == FieldKind::Name && attached) {
+      fields.back().valueName = std::string(field.namer ? field.namer(value) : std::string_view());
+    } else {
+      ReportField f{namer.name(lead), value, {}};
+      // A line that names two fields alike tells them apart by their bits.
+      for (const ReportField& other : fields)
+        if (other.name == f.name) appendf(f.name, " [%d:%d]", field.bits.hi, field.bits.lo);
+      if (field.kind == FieldKind::Name && field.namer) f.valueName = std::string(field.namer(value));
+      fields.push_back(std::move(f));
+      previous = &field;
+    }
+    lead.clear();
+  }
+  return fields;
+}
+
 bool relativeAddressing() { return ThunderboltUserClientUtils::sharedInstance().relativeAddressing(); }
 
 Status setUpReport(RouterHandle& handle) {
@@ -142,13 +268,17 @@ void closeWithError(ReportSink& sink, Status s) {
 
 bool RegisterPrinter::read(uint32_t dw, uint32_t& value) {
   status_ = sink_.stopped() ? status::kAborted : handle_.configReadWithPort(port_, space_, first_ + dw, value);
-  return status_ == status::kSuccess;
+  if (status_ == status::kSuccess) return true;
+  if (status_ != status::kAborted) sink_.readFailed(handle_.route(), port_, space_, first_ + dw, status_);
+  return false;
 }
 
 void RegisterPrinter::show(uint32_t dw, const Line& line, uint32_t value, uint32_t argument) {
   line_.clear();
   renderLine(line_, line, printedIndex(dw), value, argument);
-  sink_.write(line_);
+  std::vector<ReportField> fields;
+  if (sink_.wantsFields()) fields = nameFields(line, value, argument);
+  sink_.writeRegister({handle_.route(), port_, space_, first_ + dw, printedIndex(dw), value, fields, line_});
 }
 
 bool RegisterPrinter::printAt(uint32_t dw, const Line& line, uint32_t argument) {

@@ -25,6 +25,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include "kernel/config_space.h"
 #include "kernel/router_handle.h"
@@ -123,6 +124,13 @@ static_assert(formatMatches(kVsecHeader));
 /// Renders one line: format filled with the printed index, the raw value and
 /// the fields taken from raw (argument for an argument field).
 void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint32_t raw, uint32_t argument = 0);
+
+/// The fields of a line as a report prints them, by the names the line
+/// gives them: the words before each value's '=' (a name printed in
+/// parentheses right after a value is that value's name; a bracket group's
+/// label prefixes the names inside it; a line's argument joins the name of
+/// the field after it).
+std::vector<ReportField> nameFields(const Line& line, uint32_t raw, uint32_t argument = 0);
 
 /// The shared utilities' setting for printed indexes.
 bool relativeAddressing();

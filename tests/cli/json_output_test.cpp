@@ -12,6 +12,7 @@
 
 #include "support/temp_dir.h"
 #include "cli/tbkit_main.h"
+#include "platform/status.h"
 #include "platform/text.h"
 
 namespace tbt::cli {
@@ -132,6 +133,34 @@ void checkDrom(const json& document, const std::string& text, const std::string&
   EXPECT_EQ(count(text, "parsing entry at offset"), document["entries"].size());
 }
 
+// ---- tbkit report ----
+
+// The text again from the document: its text pieces as they stand and, in
+// between, one line for each register (its printed index and raw value) or
+// memory word; a read that failed adds no text of its own.
+void checkReport(const json& document, const std::string& text, const std::string& errors) {
+  size_t at = 0;
+  for (const json& item : document["items"]) {
+    if (item.contains("text")) {
+      const std::string piece = item["text"].get<std::string>();
+      EXPECT_EQ(text.compare(at, piece.size(), piece), 0) << "at " << at << ": " << piece;
+      at += piece.size();
+    } else if (item.contains("status")) {
+      EXPECT_EQ(item["error"], describeStatus(std::stoul(item["status"].get<std::string>(), nullptr, 16)));
+    } else {
+      const size_t end = text.find('\n', text[at] == '\n' ? at + 1 : at);
+      const std::string line = text.substr(at, end + 1 - at);
+      const std::string head = item["space"] == "lc-memory"
+                                   ? textf("0x%04x: 0x%08x", item["address"].get<unsigned>(), item["value"].get<unsigned>())
+                                   : textf("%03x:  %08x", item["printedIndex"].get<unsigned>(), item["raw"].get<unsigned>());
+      EXPECT_NE(line.find(head), std::string::npos) << head << " is not " << line;
+      at = end + 1;
+    }
+  }
+  EXPECT_EQ(at, text.size());
+  EXPECT_EQ(document["outcome"] == "complete", errors.empty()) << errors;
+}
+
 struct JsonCase {
   const char* name;
   std::vector<std::string> args;  // run as given for the text, and with --json
@@ -147,6 +176,13 @@ const JsonCase kCases[] = {
     {"ReadViaParent",
      {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index", "0x40", "--count", "2", kRichHost},
      checkRead},
+    {"ReportDevice", {"report", "device", "--host=sim", "--route", "0x301"}, checkReport},
+    {"ReportAllRelative", {"report", "all", "--relative", kRichHost}, checkReport},
+    {"ReportViaParent", {"report", "router", "--via-parent", "0x1", "--bus", "0", kRichHost}, checkReport},
+    {"ReportLinkControllerMemory", {"report", "lc-memory", "--route", "0x1", "--lc", "0", kRichHost}, checkReport},
+    {"ReportMissingAdapterFails", {"report", "port", "--route", "0x1", "--port", "60", kRichHost}, checkReport},
+    {"ReportLinuxReadFailures", {"report", "all", "--host=linux:" + kFixtures + "/linux/chain"}, checkReport},
+    {"ReportMissingRouterFails", {"report", "device", "--route", "0x7", kRichHost}, checkReport},
     {"DromAllAdapterKinds", {"drom", "parse", kCorpus + "lane6-pcie4-dp3.bin"}, checkDrom},
     {"DromPcieUp", {"drom", "parse", kCorpus + "lane1-pcieup1.bin", "--port-map", "lane1-pcieup1"}, checkDrom},
     {"DromNames", {"drom", "parse", kCorpus + "port14-then-names.bin", "--ignore-crcs"}, checkDrom},

@@ -130,9 +130,9 @@ TEST_P(ReportSinkEnd, FindsTheClosingErrorLine) {
     whole += piece;
   }
   EXPECT_EQ(out.str(), whole);
-  EXPECT_EQ(sink.empty(), c.empty);
+  EXPECT_EQ(sink.outcome().empty(), c.empty);
   uint32_t status = 0;
-  EXPECT_EQ(sink.closesWithError(status), c.closesWithError);
+  EXPECT_EQ(sink.outcome().closesWithError(status), c.closesWithError);
   EXPECT_EQ(status, c.status);
 }
 

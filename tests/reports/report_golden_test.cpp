@@ -3,7 +3,9 @@
 // report of the rich fixture host.
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <functional>
+#include <set>
 
 #include "support/topology_builder.h"
 #include "toolkit/utilities.h"
@@ -11,7 +13,7 @@
 namespace tbt {
 namespace {
 
-using Report = std::function<std::string(ThunderboltUserClientUtils&, RouterHandle&)>;
+using Report = std::function<void(ThunderboltUserClientUtils&, RouterHandle&, ReportSink&)>;
 
 struct Golden {
   const char* name;  // the host file and the expected text
@@ -21,29 +23,99 @@ struct Golden {
 
 const Golden kGoldens[] = {
     {"device_capabilities", "device_capabilities",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h) { return u.deviceSpaceForRouterHandle(h); }},
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceSpaceForRouterHandle(h, s); }},
     {"link_controller", "link_controller",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h) { return u.deviceCapabilityAtIndex(0x10, h); }},
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceCapabilityAtIndex(0x10, h, s); }},
     {"ports", "ports",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h) { return u.portSpaceForPort(1, h) + u.portSpaceForPort(2, h); }},
-    {"path_counter", "ports",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h) {
-       return u.pathSpaceForPort(1, h) + u.counterSpaceForPort(1, h) + u.pathSpaceForPort(2, h) +
-              u.counterSpaceForPort(2, h);
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) {
+       u.portSpaceForPort(1, h, s);
+       u.portSpaceForPort(2, h, s);
      }},
+    {"path_counter", "ports",
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) {
+       for (uint32_t port : {1u, 2u}) {
+         u.pathSpaceForPort(port, h, s);
+         u.counterSpaceForPort(port, h, s);
+       }
+     }},
+};
+
+// Keeps a report's registers with their fields, and the text as a text sink would.
+class FieldSink final : public ReportSink {
+ public:
+  void write(std::string_view text) override { text_.append(text); }
+  bool wantsFields() const override { return true; }
+  void writeRegister(const ReportRegister& reg) override {
+    text_.append(reg.text);
+    checkFields(reg);
+    ++registers_;
+  }
+  const std::string& text() const { return text_; }
+  int registers() const { return registers_; }
+
+ private:
+  // The line shows each field as named, in order: the last word of its name,
+  // then the value as the line prints it (decimal, or hex after "0x"), then
+  // the value's name when it has one.
+  static void checkFields(const ReportRegister& reg) {
+    const std::string line(reg.text);
+    char head[32];
+    snprintf(head, sizeof head, "%03x:  %08x", reg.printedIndex, reg.raw);
+    size_t pos = line.find(head);
+    ASSERT_NE(pos, std::string::npos) << line;
+    pos += strlen(head);
+    std::set<std::string> names;
+    for (const ReportField& f : reg.fields) {
+      EXPECT_FALSE(f.name.empty()) << line;
+      EXPECT_TRUE(names.insert(f.name).second) << "two fields named " << f.name << " in " << line;
+      std::string key = f.name.substr(0, f.name.find(" ["));  // a repeated name carries its bits
+      key = key.substr(key.rfind(' ') + 1);
+      pos = line.find(key, pos);
+      ASSERT_NE(pos, std::string::npos) << f.name << " not in " << line;
+      pos += key.size();
+      while (pos < line.size() && (line[pos] == ' ' || line[pos] == '=' || line[pos] == ':')) ++pos;
+      if (!f.valueName.empty() && line.compare(pos, f.valueName.size(), f.valueName) == 0) {
+        pos += f.valueName.size();  // a value shown by its name alone
+        continue;
+      }
+      const bool hex = line.compare(pos, 2, "0x") == 0;
+      if (hex) pos += 2;
+      int64_t value = 0;
+      const auto [end, ec] = std::from_chars(line.data() + pos, line.data() + line.size(), value, hex ? 16 : 10);
+      ASSERT_EQ(ec, std::errc()) << f.name << " has no value in " << line;
+      EXPECT_EQ(static_cast<uint32_t>(value), f.value) << f.name << " in " << line;
+      pos = static_cast<size_t>(end - line.data());
+      if (!f.valueName.empty()) {
+        const size_t name = line.find(f.valueName, pos);
+        EXPECT_LE(name, pos + 3) << f.name << " has not its value's name in " << line;
+        pos = std::min(name, line.size());
+      }
+    }
+  }
+
+  std::string text_;
+  int registers_ = 0;
 };
 
 void PrintTo(const Golden& g, std::ostream* os) { *os << g.name; }
 
 class ReportGolden : public ::testing::TestWithParam<Golden> {};
 
-TEST_P(ReportGolden, MatchesTheExpectedText) {
+// The text, and the fields each register line names, which a report as data
+// gives: each found in its line with its value.
+TEST_P(ReportGolden, MatchesTheExpectedTextAndItsFields) {
   const Golden& g = GetParam();
   test::ScopedHost host(test::goldenFile("reports/" + std::string(g.host) + ".json"));
   const std::string expected = test::goldenFile("reports/" + std::string(g.name) + ".txt");
   LocalRouterHandle handle;
   ASSERT_FALSE(expected.empty());
-  EXPECT_EQ(g.report(ThunderboltUserClientUtils::sharedInstance(), handle), expected);
+  StringReportSink text;
+  g.report(ThunderboltUserClientUtils::sharedInstance(), handle, text);
+  EXPECT_EQ(text.text(), expected);
+  FieldSink fields;
+  g.report(ThunderboltUserClientUtils::sharedInstance(), handle, fields);
+  EXPECT_EQ(fields.text(), expected);
+  EXPECT_GT(fields.registers(), 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, ReportGolden, ::testing::ValuesIn(kGoldens),
@@ -56,6 +128,9 @@ TEST(AllSpacesGolden, RichHost) {
   const std::string expected = test::goldenFile("reports/rich_all_spaces.txt");
   ASSERT_FALSE(expected.empty());
   EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().allSpaces(), expected);
+  FieldSink fields;
+  ThunderboltUserClientUtils::sharedInstance().allSpaces(fields);
+  EXPECT_EQ(fields.text(), expected);
 }
 
 }  // namespace
