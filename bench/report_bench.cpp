@@ -159,9 +159,9 @@ struct ChildRun {
   bool succeeded = false;
 };
 
-// Runs `tbkit report all` on hostFile with its standard output into a pipe
-// that is drained here.
-ChildRun runReportAll(const std::string& hostFile) {
+// Runs `tbkit report all` (with --json when json) on hostFile with its
+// standard output into a pipe that is drained here.
+ChildRun runReportAll(const std::string& hostFile, bool json) {
   ChildRun run;
   int pipeFds[2];
   if (::pipe(pipeFds) != 0) return run;
@@ -172,7 +172,8 @@ ChildRun runReportAll(const std::string& hostFile) {
     ::dup2(pipeFds[1], STDOUT_FILENO);
     ::close(pipeFds[0]);
     ::close(pipeFds[1]);
-    ::execl(TBKIT_PROGRAM, TBKIT_PROGRAM, "report", "all", host.c_str(), static_cast<char*>(nullptr));
+    ::execl(TBKIT_PROGRAM, TBKIT_PROGRAM, "report", "all", host.c_str(), json ? "--json" : static_cast<char*>(nullptr),
+            static_cast<char*>(nullptr));
     ::_exit(127);
   }
   ::close(pipeFds[1]);
@@ -198,12 +199,13 @@ ChildRun runReportAll(const std::string& hostFile) {
 
 // Registered first, so that the launching process is still small: Linux
 // carries the launcher's resident size at fork into the child's ru_maxrss.
+// state.range(0): 1 for the JSON document, 0 for the text.
 void BM_TbkitReportAllMemory(benchmark::State& state) {
   const std::filesystem::path hostFile = std::filesystem::temp_directory_path() / "tbkit-report-fabric.json";
   std::ofstream(hostFile) << fabricHost().dump();
   ChildRun run;
   for (auto _ : state) {
-    run = runReportAll(hostFile.string());
+    run = runReportAll(hostFile.string(), state.range(0) != 0);
     if (!run.succeeded) {
       state.SkipWithError("tbkit report all failed");
       break;
@@ -215,7 +217,7 @@ void BM_TbkitReportAllMemory(benchmark::State& state) {
   state.counters["ru_maxrss_MiB"] = static_cast<double>(run.maxrssKiB) / 1024.0;
   state.counters["launcher_resident_MiB"] = static_cast<double>(residentPeakKiB(::getpid())) / 1024.0;
 }
-BENCHMARK(BM_TbkitReportAllMemory)->Unit(benchmark::kSecond)->Iterations(1);
+BENCHMARK(BM_TbkitReportAllMemory)->ArgName("json")->Arg(0)->Arg(1)->Unit(benchmark::kSecond)->Iterations(1);
 
 void BM_AllSpacesReport(benchmark::State& state) {
   const std::string json = fabricHost().dump();
