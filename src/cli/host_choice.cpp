@@ -125,6 +125,13 @@ std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* erro
   return loadHost(*request, error);
 }
 
+std::optional<ChosenHost> loadHostValue(std::string_view value, std::string* error) {
+  std::optional<HostRequest> request = parseHostValue(value, nullptr);
+  // Anything else is a host file's path; a bare "linux" is this machine's own bus.
+  if (!request) request = HostRequest{HostRequest::Kind::SimFile, std::string(value)};
+  return loadHost(*request, error);
+}
+
 std::string hardwareTimeText(const sim::SimHost& machine) {
   return textf("simulated hardware time: %.6f s, %llu configuration accesses\n",
                static_cast<double>(machine.hardwareTimeMicroseconds()) / 1e6,

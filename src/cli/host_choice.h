@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/platform.h"
@@ -52,6 +53,11 @@ struct ChosenHost {
 /// names the key path and the reason; Native fails without /sys/bus/thunderbolt).
 /// Returns the host, or nullopt (the program then exits with kHostChoiceFailed).
 std::optional<ChosenHost> chooseHost(std::vector<char*>& args, std::string* error);
+
+/// Loads the host one value names, as --host takes it ("sim", "sim:FILE",
+/// "linux", "linux:ROOT"), or the path of a host file such as a capture.
+/// error: one line when it cannot. The host is not installed.
+std::optional<ChosenHost> loadHostValue(std::string_view value, std::string* error);
 
 /// The hardware time a run would have taken on the simulated machine and the
 /// configuration accesses it made, as one line: "simulated hardware time:

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/capture_command.h"
+#include "cli/diff_command.h"
 #include "cli/drom_commands.h"
 #include "cli/eeprom_commands.h"
 #include "cli/host_choice.h"
@@ -28,7 +29,7 @@ constexpr const char* kProgram = "tbkit";
 const CommandFamily* const kFamilies[] = {
     &dromFamily(),  &listFamily(), &pathsFamily(),  &readFamily(), &writeFamily(),
     &iecsFamily(),  &eepromFamily(), &nvmFamily(), &reportFamily(), &captureFamily(),
-    &hostFamily(),
+    &hostFamily(),  &diffFamily(),
 };
 
 const OptionSpec kCommonOptions[] = {
