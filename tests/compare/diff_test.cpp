@@ -1,0 +1,164 @@
+// tbkit diff on pairs of hosts that differ in known ways: a host captured,
+// edited and compared with its source.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/tbkit_run.h"
+#include "support/temp_dir.h"
+
+namespace tbt::cli {
+namespace {
+
+using nlohmann::json;
+
+const std::string kFixtures = TBT_FIXTURES_DIR;
+const std::string kDefault = "sim";
+const std::string kRich = "sim:" + kFixtures + "/hosts/rich.json";
+const std::string kLinux = "linux:" + kFixtures + "/linux/chain";
+
+json& routerAt(json& host, const std::string& route) {
+  for (json& r : host["controllers"][0]["routers"])
+    if (r["route"] == route) return r;
+  throw std::runtime_error("no router " + route);
+}
+
+struct DiffCase {
+  const char* name;
+  std::string source;                 // A, and the host captured for B
+  std::function<void(json&)> edit;    // what B changes (null: B is the capture as it is)
+  std::vector<std::string> options;
+  int status;
+  std::vector<std::string> lines;     // lines the output must hold
+};
+
+void setEeprom(json& host) { routerAt(host, "0x301")["device-space"]["0x44"] = "0x00000003"; }
+
+const DiffCase kCases[] = {
+    {"CaptureOfTheDefaultHost", kDefault, nullptr, {}, 0, {"--- A: sim", "no differences"}},
+    {"CaptureOfTheRichHostWithItsBridges", kRich, nullptr, {}, 0, {"no differences"}},
+    {"CaptureOfALinuxTree", kLinux, nullptr, {}, 0, {"no differences"}},
+    {"ChangedField", kDefault, setEeprom, {}, 1,
+     {"Router 0x301 (controller 0):",
+      "  device space, VSEC length=0x10   VSEC ID=0x01 (DFT)   Cap ID=0x05   Next Cap Ptr=0x00",
+      "-   044:  00000002   EEPROM [Done=0   Reload=0   None=0   BitBang=0   DO=0   DI=0   CS=1   SK=0]",
+      "+   044:  00000003   EEPROM [Done=0   Reload=0   None=0   BitBang=0   DO=0   DI=0   CS=1   SK=1]"}},
+    {"IgnoredField", kDefault, setEeprom, {"--ignore", "EEPROM SK"}, 0, {"no differences"}},
+    {"AnotherFieldIgnored", kDefault, setEeprom, {"--ignore", "EEPROM CS", "--ignore", "time"}, 1, {}},
+    {"OtherRouterChosen", kDefault, setEeprom, {"--route", "0x1"}, 0, {"no differences"}},
+    {"RouterChosen", kDefault, setEeprom, {"--route", "0x301"}, 1, {"Router 0x301 (controller 0):"}},
+    {"OtherAdapterChosen", kDefault, setEeprom, {"--port", "63"}, 0, {"no differences"}},
+    {"DeviceSpaceChosen", kDefault, setEeprom, {"--port", "0"}, 1, {}},
+    {"RouterOnlyInA", kDefault,
+     [](json& host) {
+       auto& routers = host["controllers"][0]["routers"];
+       routers.erase(routers.end() - 1);
+     },
+     {}, 1, {"Router 0x301 (controller 0): only in A, vendor 0x8086 device 0x1547, UID 0x0001d15b00a1c302"}},
+    {"AnotherRouterAtTheRoute", kDefault,
+     [](json& host) { routerAt(host, "0x301")["registry"]["UID"] = "0x1234"; },
+     {}, 1, {"Router 0x301 (controller 0): another router", "+ vendor 0x8086 device 0x1547, UID 0x0000000000001234"}},
+    {"UnreadableIsNotADifference", kDefault,
+     [](json& host) {
+       routerAt(host, "0x301")["read-failures"] = {
+           {{"port", 0}, {"space", 2}, {"first", "0x44"}, {"last", "0x44"}, {"status", "0xe00002c7"}}};
+     },
+     {}, 0,
+     {"  read on one side only: device space, VSEC length=0x10   VSEC ID=0x01 (DFT)   Cap ID=0x05   Next Cap Ptr=0x00",
+      "+   044:  unreadable: 0xe00002c7 (unsupported)"}},
+    {"Counters", kDefault,
+     [](json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; },
+     {}, 1, {"  adapter 1 counter space", "+   001:  00000005"}},
+    {"CountersIgnored", kDefault,
+     [](json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; },
+     {"--ignore", "counters"}, 0, {"no differences"}},
+    {"RouterBehindABridge", kRich,
+     [](json& host) {
+       for (json& r : host["controllers"][0]["routers"])
+         if (r.contains("bridges")) {
+           json& far = r["bridges"]["0"]["router"]["device-space"];
+           far["0x1f0"] = "0x00000001";  // within what a capture reads behind a bridge
+           return;
+         }
+     },
+     {}, 1, {"Router 0x1 bus 0 (controller 0):", "+   1f0:  00000001"}},
+};
+
+void PrintTo(const DiffCase& c, std::ostream* os) { *os << c.name; }
+
+class Diff : public ::testing::TestWithParam<DiffCase> {};
+
+TEST_P(Diff, NamesWhatDiffers) {
+  const DiffCase& c = GetParam();
+  const test::TempDir folder;
+  const std::string b = folder / "b.json";
+  ASSERT_EQ(tbkit({"capture", "--host=" + c.source, "-o", b}).status, 0);
+  if (c.edit) {
+    std::ifstream in(b);
+    json host = json::parse(in);
+    c.edit(host);
+    std::ofstream(b) << host.dump();
+  }
+  std::vector<std::string> args = {"diff", c.source, b};
+  args.insert(args.end(), c.options.begin(), c.options.end());
+  const Outcome text = tbkit(args);
+  EXPECT_EQ(text.status, c.status) << text.out << text.err;
+  EXPECT_EQ(text.err, "");
+  for (const std::string& line : c.lines) EXPECT_NE(text.out.find(line + "\n"), std::string::npos) << line << " not in\n" << text.out;
+  // The document says the same: as many routers and differences, equal only when the text says so.
+  args.push_back("--json");
+  const Outcome document = tbkit(args);
+  EXPECT_EQ(document.status, c.status);
+  const json parsed = json::parse(document.out, nullptr, false);
+  ASSERT_FALSE(parsed.is_discarded()) << document.out;
+  EXPECT_EQ(parsed["equal"], c.status == 0);
+  size_t words = 0;
+  for (const json& r : parsed["routers"]) {
+    for (const char* list : {"differences", "unreadable"})
+      for (const json& w : r.value(list, json::array())) {
+        ++words;
+        for (const char* side : {"a", "b"}) {
+          if (!w[side].contains("line")) continue;
+          const std::string line = (side[0] == 'a' ? "- " : "+ ") + w[side]["line"].get<std::string>();
+          EXPECT_NE(text.out.find(line), std::string::npos) << line;
+        }
+      }
+  }
+  size_t minus = 0;
+  for (size_t at = text.out.find("\n- "); at != std::string::npos; at = text.out.find("\n- ", at + 1)) ++minus;
+  const auto replaced = std::count_if(parsed["routers"].begin(), parsed["routers"].end(),
+                                      [](const json& r) { return r["kind"] == "replaced"; });
+  EXPECT_EQ(minus, words + static_cast<size_t>(replaced));
+}
+
+INSTANTIATE_TEST_SUITE_P(Pairs, Diff, ::testing::ValuesIn(kCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(DiffUsage, RefusesWhatItCannotCompare) {
+  struct Row {
+    std::vector<std::string> args;
+    std::string err;
+  };
+  const Row rows[] = {
+      {{"diff", "sim"}, "tbkit diff: missing A B (see --help)\n"},
+      {{"diff", "sim", "sim", "--port", "64"}, "tbkit diff: --port: 64 is out of range (at most 0x3f) (see --help)\n"},
+      {{"diff", "sim", "/nonexistent/host.json"},
+       "tbkit diff: /nonexistent/host.json: cannot read the file: No such file or directory\n"},
+      {{"diff", "sim", "linux:/nonexistent"}, ""},
+  };
+  for (const Row& row : rows) {
+    const Outcome o = tbkit(row.args);
+    EXPECT_EQ(o.status, 2) << row.args.back();
+    if (!row.err.empty()) {
+      EXPECT_EQ(o.err, row.err);
+    }
+    EXPECT_EQ(o.out, "");
+  }
+}
+
+}  // namespace
+}  // namespace tbt::cli
