@@ -10,11 +10,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kernel/router_handle.h"
 #include "platform/registry.h"
 #include "platform/status.h"
 #include "toolkit/report_sink.h"
+#include "toolkit/traced_path.h"
 
 namespace tbt {
 
@@ -268,17 +270,24 @@ class ThunderboltUserClientUtils {
   /// The whole report: for every controller in the manager's order, the
   /// paths of all its routers.
   std::string paths();
+  /// The same paths as data, one for each line of the report, in its order.
+  std::vector<TracedPath> tracedPaths();
   /// The paths that start at port, at the other ports of port's switch and,
-  /// depth first, at every router below it.
-  std::string pathsFromSwitchWithUpstreamPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// depth first, at every router below it. With record, each line's path
+  /// is also appended there.
+  std::string pathsFromSwitchWithUpstreamPort(const RegistryEntry& port, uint8_t andRouterID,
+                                              std::vector<TracedPath>* record = nullptr);
   /// One line per "Hop Table" entry of port (paths starting there); empty for
   /// a lane adapter that leads to no other host.
-  std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID,
+                            std::vector<TracedPath>* record = nullptr);
   /// The rest of a line: the path entering port's router by port with hop ID
   /// hop, traced across links until it ends, or until it enters an adapter
   /// with a hop ID it entered before (a loop: an ERROR ending). checkForEDM also treats a lane
-  /// adapter as an XDomain end when the adapter below it has the link.
-  std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM);
+  /// adapter as an XDomain end when the adapter below it has the link. With
+  /// record, the links crossed and the ending are added to it.
+  std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM,
+                           TracedPath* record = nullptr);
 
   // ---- Remote access by route (toolkit/remote_by_route.cpp) ----
   // A router behind the configuration bridge (IECS device 3) on bus of the
