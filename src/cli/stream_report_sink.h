@@ -15,10 +15,12 @@ namespace tbt::cli {
 
 class StreamReportSink final : public ReportSink {
  public:
-  explicit StreamReportSink(std::ostream& out) : out_(out) {}
+  /// progress: where the report tells how far it has come, or none.
+  explicit StreamReportSink(std::ostream& out, Progress* progress = nullptr) : out_(out), progress_(progress) {}
   void write(std::string_view text) override;
   /// True once the stream has failed.
   bool stopped() const override { return !out_; }
+  Progress* progress() const override { return progress_; }
 
   /// True until the first text comes.
   bool empty() const { return !written_; }
@@ -37,6 +39,7 @@ class StreamReportSink final : public ReportSink {
   };
 
   std::ostream& out_;
+  Progress* progress_;
   bool written_ = false;
   Line current_;  // the line being written
   Line last_;     // the last complete line

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "toolkit/progress.h"
+
 namespace tbt {
 
 class ReportSink {
@@ -18,6 +20,9 @@ class ReportSink {
   /// True once the sink takes no more text (its output has failed): a
   /// report then reads no more registers and returns.
   virtual bool stopped() const { return false; }
+  /// Where a long report (every router, a link controller's memory) tells
+  /// how far it has come; none by default.
+  virtual Progress* progress() const { return nullptr; }
 };
 
 /// Collects a report's text in one string.

@@ -129,10 +129,13 @@ class ThunderboltUserClientUtils {
   /// Everything the router holds and, for a local handle, every router below it.
   void allSpacesForRouterHandle(RouterHandle& routerHandle, ReportSink& sink);
   std::string allSpacesForRouterHandle(RouterHandle& routerHandle);
-  /// allSpacesForRouterHandle of the host router of every controller.
+  /// allSpacesForRouterHandle of the host router of every controller. The
+  /// sink's progress hears of the routers reported, out of those the
+  /// registry lists.
   void allSpaces(ReportSink& sink);
   std::string allSpaces();
-  /// Link controller lc's memory, 0x8000 to 0xEFFC, through its register window.
+  /// Link controller lc's memory, 0x8000 to 0xEFFC, through its register
+  /// window. The sink's progress hears of the addresses read.
   void memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle, ReportSink& sink);
   std::string memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle);
 
@@ -203,8 +206,9 @@ class ThunderboltUserClientUtils {
   /// Reads count bytes from startAddress upward (wrapping at 0xFFFF) into
   /// buffer, each read twice until both reads agree (10 attempts per byte).
   /// Not readable when they never agree; bytes before the failing one are in buffer.
+  /// progress, when given, hears of every byte read (out of count).
   Status eeMultiByteRead(uint8_t* buffer, uint32_t count, uint16_t startAddress, RouterHandle& forRouterHandle,
-                         uint8_t withDFTOffset);
+                         uint8_t withDFTOffset, Progress* progress = nullptr);
   /// Writes count bytes of buffer from startAddress upward (wrapping at 0xFFFF),
   /// each read back (10 attempts per byte). Not writable when the read-back
   /// differs, not readable when it fails.
@@ -227,7 +231,9 @@ class ThunderboltUserClientUtils {
   /// Reads size bytes of the switch's NVM from startAddress into buffer
   /// through the link-controller mailbox, or from its EEPROM when the switch
   /// has no link-controller capability.
-  Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle);
+  /// progress, when given, hears of the bytes read so far (out of size).
+  Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle,
+                 Progress* progress = nullptr);
 
   // ---- Topology (toolkit/topology.cpp) ----
   // Switches and ports of the fabric as registry entries of the service
