@@ -185,7 +185,8 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   EXPECT_EQ(runChild(args, out, terminal.slave), 0);
   ::close(out);
   const std::string screen = terminal.drain();
-  EXPECT_EQ(screen.rfind(std::string("\r0") + c.counted + "0:00 elapsed, -:-- left\033[K", 0), 0u) << screen;
+  EXPECT_EQ(screen.rfind(std::string("\r0") + c.counted, 0), 0u) << screen;
+  EXPECT_NE(screen.find("elapsed, -:-- left\033[K"), std::string::npos) << screen;
   EXPECT_TRUE(screen.ends_with("\033[K\r\033[K")) << screen;
   EXPECT_EQ(screen.find('\n'), std::string::npos) << screen;
   EXPECT_EQ(readAll(shown), readAll(piped));
