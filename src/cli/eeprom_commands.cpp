@@ -1,10 +1,12 @@
 #include "cli/eeprom_commands.h"
 
 #include <algorithm>
+#include <memory>
 #include <ostream>
 #include <span>
 #include <vector>
 
+#include "cli/progress_line.h"
 #include "eeprom/ee_register.h"
 #include "platform/text.h"
 #include "toolkit/utilities.h"
@@ -59,7 +61,10 @@ int runEepromRead(CommandContext& context) {
   if (!chooseTarget(context, target)) return kExitUsage;
   if (!findEepromPins(context, target, dft)) return kExitFailure;
   std::vector<uint8_t> bytes(target.length);
-  const Status s = utils().eeMultiByteRead(bytes.data(), target.length, target.offset, target.handle, dft);
+  std::unique_ptr<ProgressLine> progress = progressLineFor(context, "bytes");
+  const Status s = utils().eeMultiByteRead(bytes.data(), target.length, target.offset, target.handle, dft,
+                                           progress.get());
+  progress.reset();  // erased before anything else is written
   if (s != status::kSuccess) return context.failure("EEPROM read failed: " + describeStatus(s));
   printBytes(context.out(), target.offset, bytes);
   return kExitSuccess;
@@ -84,7 +89,9 @@ int runNvmRead(CommandContext& context) {
   Target target;
   if (!chooseTarget(context, target)) return kExitUsage;
   std::vector<uint8_t> bytes(target.length);
-  const Status s = utils().nvmRead(bytes.data(), target.length, target.offset, target.handle);
+  std::unique_ptr<ProgressLine> progress = progressLineFor(context, "bytes");
+  const Status s = utils().nvmRead(bytes.data(), target.length, target.offset, target.handle, progress.get());
+  progress.reset();  // erased before anything else is written
   if (s != status::kSuccess) return context.failure("NVM read failed: " + describeStatus(s));
   printBytes(context.out(), target.offset, bytes);
   return kExitSuccess;

@@ -33,7 +33,8 @@ std::string dump(const json& value) { return value.dump(-1, ' ', false, json::er
 
 }  // namespace
 
-JsonReportSink::JsonReportSink(std::ostream& out, std::string_view report) : out_(out) {
+JsonReportSink::JsonReportSink(std::ostream& out, std::string_view report, Progress* progress)
+    : out_(out), progress_(progress) {
   out_ << "{\"report\":" << dump(json(std::string(report))) << ",\"items\":[";
 }
 

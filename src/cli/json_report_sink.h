@@ -21,11 +21,13 @@ namespace tbt::cli {
 
 class JsonReportSink final : public ReportSink {
  public:
-  /// Opens the document of report (the command's name) on out.
-  JsonReportSink(std::ostream& out, std::string_view report);
+  /// Opens the document of report (the command's name) on out; progress:
+  /// where the report tells how far it has come, or none.
+  JsonReportSink(std::ostream& out, std::string_view report, Progress* progress = nullptr);
   void write(std::string_view text) override;
   bool stopped() const override { return !out_; }
   bool wantsFields() const override { return true; }
+  Progress* progress() const override { return progress_; }
   void writeRegister(const ReportRegister& reg) override;
   void readFailed(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t status) override;
 
@@ -39,6 +41,7 @@ class JsonReportSink final : public ReportSink {
   void flushText();
 
   std::ostream& out_;
+  Progress* progress_;
   ReportOutcome outcome_;
   std::string pending_;  // text not yet written as an item
   bool first_ = true;

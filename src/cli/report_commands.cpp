@@ -5,6 +5,7 @@
 
 #include "cli/json_output.h"
 #include "cli/json_report_sink.h"
+#include "cli/progress_line.h"
 #include "cli/router_choice.h"
 #include "cli/stream_report_sink.h"
 #include "platform/status.h"
@@ -49,20 +50,25 @@ class RelativeAddressing {
 // Runs report into standard output, as text or with --json as one document;
 // the exit status says whether it completed.
 // emptyWhy: the one-line reason printed when the report has no text at all.
-int print(CommandContext& context, const char* emptyWhy, const std::function<void(ReportSink& sink)>& report) {
+// unit: what a report's progress line counts, null for none.
+int print(CommandContext& context, const char* emptyWhy, const std::function<void(ReportSink& sink)>& report,
+          const char* unit = nullptr) {
   RelativeAddressing relative(context.args().has("relative"));
+  std::unique_ptr<ProgressLine> progress = unit ? progressLineFor(context, unit, true) : nullptr;
   ReportOutcome outcome;
   if (context.args().has(kJsonOption.name)) {
     const std::string& name = context.name();
-    JsonReportSink sink(context.out(), std::string_view(name).substr(name.rfind(' ') + 1));
+    JsonReportSink sink(context.out(), std::string_view(name).substr(name.rfind(' ') + 1), progress.get());
     report(sink);
+    progress.reset();
     sink.finish();
     outcome = sink.outcome();
   } else {
-    StreamReportSink sink(context.out());
+    StreamReportSink sink(context.out(), progress.get());
     report(sink);
     outcome = sink.outcome();
   }
+  progress.reset();
   if (!context.out().flush()) return kExitFailure;
   uint32_t status = 0;
   if (outcome.empty()) return context.failure(emptyWhy);
@@ -74,7 +80,8 @@ int print(CommandContext& context, const char* emptyWhy, const std::function<voi
 constexpr const char* kRouterWays[] = {kRouteOption.name, kViaParentOption.name};
 
 // A report of the router the options name.
-int reportOnRouter(CommandContext& context, Report report, const char* emptyWhy = "the report is empty") {
+int reportOnRouter(CommandContext& context, Report report, const char* emptyWhy = "the report is empty",
+                   const char* unit = nullptr) {
   RouterChoice choice;
   if (!chooseRouter(context, kRouterWays, choice)) return kExitUsage;
   uint64_t port = 0, index = 0, length = 0, lc = 0;
@@ -88,7 +95,7 @@ int reportOnRouter(CommandContext& context, Report report, const char* emptyWhy 
   const Operands operands = {static_cast<uint32_t>(port), static_cast<uint32_t>(index),
                              static_cast<uint32_t>(length), static_cast<uint32_t>(lc)};
   std::shared_ptr<RouterHandle> handle = routerHandleChain(choice);
-  return print(context, emptyWhy, [&](ReportSink& sink) { report(operands, *handle, sink); });
+  return print(context, emptyWhy, [&](ReportSink& sink) { report(operands, *handle, sink); }, unit);
 }
 
 // ---- The commands ----
@@ -154,11 +161,12 @@ int runLinkControllerMemory(CommandContext& context) {
       [](const Operands& operands, RouterHandle& handle, ReportSink& sink) {
         utils().memoryDumpForLC(operands.lc, handle, sink);
       },
-      "the router has no link controller memory to dump");
+      "the router has no link controller memory to dump", "addresses");
 }
 
 int runAll(CommandContext& context) {
-  return print(context, "no Thunderbolt controller found", [](ReportSink& sink) { utils().allSpaces(sink); });
+  return print(
+      context, "no Thunderbolt controller found", [](ReportSink& sink) { utils().allSpaces(sink); }, "routers");
 }
 
 // ---- Options and help ----

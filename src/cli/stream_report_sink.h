@@ -40,14 +40,17 @@ class ReportOutcome {
 
 class StreamReportSink final : public ReportSink {
  public:
-  explicit StreamReportSink(std::ostream& out) : out_(out) {}
+  /// progress: where the report tells how far it has come, or none.
+  explicit StreamReportSink(std::ostream& out, Progress* progress = nullptr) : out_(out), progress_(progress) {}
   void write(std::string_view text) override;
   /// True once the stream has failed.
   bool stopped() const override { return !out_; }
+  Progress* progress() const override { return progress_; }
   const ReportOutcome& outcome() const { return outcome_; }
 
  private:
   std::ostream& out_;
+  Progress* progress_;
   ReportOutcome outcome_;
 };
 

@@ -13,6 +13,7 @@
 #include "cli/host_choice.h"
 #include "cli/host_commands.h"
 #include "cli/log_echo.h"
+#include "cli/progress_line.h"
 #include "cli/report_commands.h"
 #include "cli/standard_output.h"
 #include "cli/topology_commands.h"
@@ -35,6 +36,7 @@ const CommandFamily* const kFamilies[] = {
 const OptionSpec kCommonOptions[] = {
     {.name = "help", .shortName = 'h', .help = "show this help and exit"},
     {.name = "verbose", .shortName = 'v', .help = "also show progress lines, and log lines on the error stream"},
+    kQuietOption,
 };
 
 const OptionSpec kHostOption = {.name = "host",

@@ -8,6 +8,7 @@
 
 #include "cli/json_output.h"
 #include "cli/router_choice.h"
+#include "cli/topology_dot.h"
 #include "kernel/config_space.h"
 #include "kernel/user_client_manager.h"
 #include "platform/registry_helpers.h"
@@ -80,6 +81,10 @@ class TopologyLister {
 };
 
 int runList(CommandContext& context) {
+  const bool dot = context.args().has(kDotOption.name);
+  if (dot && context.args().has(kJsonOption.name))
+    return context.usageError("--dot and --json cannot be given together: choose one output");
+  if (dot) return runTopologyDot(context, false);
   if (context.args().has(kJsonOption.name)) return runListJson(context);
   const auto& userClients = ThunderboltUserClientManager::sharedInstance().userClientSet();
   if (userClients.empty()) return context.failure("no Thunderbolt controller found");
@@ -100,6 +105,7 @@ int runList(CommandContext& context) {
 // ---- tbkit paths ----
 
 int runPaths(CommandContext& context) {
+  if (context.args().has(kDotOption.name)) return runTopologyDot(context, true);
   context.out() << utils().paths();
   return kExitSuccess;
 }
@@ -318,7 +324,8 @@ int runIecsWrite(CommandContext& context) {
 
 // ---- The families ----
 
-const OptionSpec kListOptions[] = {kJsonOption};
+const OptionSpec kListOptions[] = {kJsonOption, kDotOption};
+const OptionSpec kPathsOptions[] = {kDotOption};
 const Command kListCommands[] = {{.name = "list",
                                   .summary = "controllers, routers and their adapters as a tree",
                                   .options = kListOptions,
@@ -326,6 +333,7 @@ const Command kListCommands[] = {{.name = "list",
                                   .run = runList}};
 const Command kPathsCommands[] = {{.name = "paths",
                                    .summary = "every path the driver set up, checked against the hardware",
+                                   .options = kPathsOptions,
                                    .needsHost = true,
                                    .run = runPaths}};
 const Command kReadCommands[] = {{.name = "read",

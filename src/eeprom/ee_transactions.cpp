@@ -109,12 +109,15 @@ Status ThunderboltUserClientUtils::eeWriteStatusRegister(uint8_t value, RouterHa
 }
 
 Status ThunderboltUserClientUtils::eeMultiByteRead(uint8_t* buffer, uint32_t count, uint16_t startAddress,
-                                                   RouterHandle& forRouterHandle, uint8_t withDFTOffset) {
+                                                   RouterHandle& forRouterHandle, uint8_t withDFTOffset,
+                                                   Progress* progress) {
+  advance(progress, 0, count);
   return forEachByte(count, startAddress, [&](uint32_t i, uint16_t address) {
     Status s = eeByteRead(buffer[i], address, forRouterHandle, withDFTOffset);
     uint8_t again = 0;
     if (s == status::kSuccess) s = eeByteRead(again, address, forRouterHandle, withDFTOffset);
     if (s == status::kSuccess && again != buffer[i]) s = status::kNotReadable;
+    if (s == status::kSuccess) advance(progress, i + 1, count);
     return s;
   });
 }

@@ -166,7 +166,7 @@ Status ThunderboltUserClientUtils::nvmReadLCTunneled(RouterHandle& routerHandle,
 }
 
 Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress,
-                                           RouterHandle& routerHandle) {
+                                           RouterHandle& routerHandle, Progress* progress) {
   uint8_t linkController = 0;
   Status s = findCapabilityAtRouterHandle(linkController, kLinkControllerCapabilityKey, kVendorCapabilityMask,
                                           routerHandle, 0, kDeviceSpace);
@@ -174,7 +174,7 @@ Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint1
     // A switch without a link controller keeps its NVM image in the EEPROM.
     uint8_t dft = 0;
     s = findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, routerHandle, 0, kDeviceSpace);
-    if (s == status::kSuccess) s = eeMultiByteRead(buffer, size, startAddress, routerHandle, dft);
+    if (s == status::kSuccess) s = eeMultiByteRead(buffer, size, startAddress, routerHandle, dft, progress);
     return s;
   }
   uint32_t base = 0;
@@ -182,10 +182,13 @@ Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint1
   if (s != status::kSuccess) return s;
   uint32_t address = startAddress;
   uint8_t* out = buffer;
+  advance(progress, 0, size);
   // Every chunk is read whatever became of the one before; the last chunk's
   // status is the one returned.
-  for (uint32_t chunk = 0; chunk < size / kChunkBytes; ++chunk, address += kChunkBytes, out += kChunkBytes)
+  for (uint32_t chunk = 0; chunk < size / kChunkBytes; ++chunk, address += kChunkBytes, out += kChunkBytes) {
     s = readChunk(*this, routerHandle, address, kMailboxDataDwords, out, base);
+    advance(progress, (chunk + 1) * kChunkBytes, size);
+  }
   const uint32_t remainder = size % kChunkBytes;
   if (remainder >= 4) {
     s = readChunk(*this, routerHandle, address, remainder / 4, out, base);
@@ -197,6 +200,7 @@ Status ThunderboltUserClientUtils::nvmRead(uint8_t* buffer, uint32_t size, uint1
     s = readChunk(*this, routerHandle, address, 1, scratch.data(), base);
     std::memcpy(out, scratch.data(), remainder % 4);
   }
+  if (remainder != 0) advance(progress, size, size);
   return s;
 }
 

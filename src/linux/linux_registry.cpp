@@ -114,6 +114,8 @@ class DomainBuilder {
     }
     if (r.vendor) p.set("Device Vendor ID", Property::number(*r.vendor));
     if (r.device) p.set("Device Model ID", Property::number(*r.device));
+    if (r.vendorName) p.set(std::string(kVendorNameKey), Property::string(*r.vendorName));
+    if (r.deviceName) p.set(std::string(kModelNameKey), Property::string(*r.deviceName));
     uint32_t identity = 0;
     if (spaces_.read(domain_, r.at.route, 0, kDeviceSpace, 0, identity) == status::kSuccess)
       p.set("Device ID", Property::number(identity >> 16));

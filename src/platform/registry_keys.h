@@ -18,6 +18,9 @@ inline constexpr std::string_view kUIDKey = "UID";
 inline constexpr std::string_view kDepthKey = "Depth";
 /// The router's DROM bytes as the host read them, where the host publishes them (data).
 inline constexpr std::string_view kDromKey = "DROM";
+/// The router's vendor and model names (strings), where the host knows them.
+inline constexpr std::string_view kVendorNameKey = "Device Vendor Name";
+inline constexpr std::string_view kModelNameKey = "Device Model Name";
 
 /// Properties of a port entry.
 inline constexpr std::string_view kPortNumberKey = "Port Number";

@@ -43,9 +43,10 @@ Status dumpMemory(RouterHandle& handle, uint32_t lc, ReportSink& sink) {
   sink.write(textf("LC %d Memory Dump for RID %d and Route 0x%llx\n", static_cast<int>(lc), handle.routerID(),
                    static_cast<unsigned long long>(route)));
   s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowControl, 1);
-  std::string line;
+  constexpr uint64_t kAddresses = (kEndAddress - kFirstAddress) / kAddressStep;
   for (uint32_t address = kFirstAddress; s == status::kSuccess && address < kEndAddress; address += kAddressStep) {
     if (sink.stopped()) return status::kAborted;
+    advance(sink.progress(), (address - kFirstAddress) / kAddressStep, kAddresses);
     s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowAddress, address);
     if (s == status::kSuccess) s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowRequest, kGo);
     uint32_t value = 0;
@@ -55,6 +56,7 @@ Status dumpMemory(RouterHandle& handle, uint32_t lc, ReportSink& sink) {
     appendf(line, "0x%04x: 0x%08x\n", address, value);
     sink.writeRegister({route, 0, kLinkControllerMemorySpace, address, address, value, {}, line});
   }
+  if (s == status::kSuccess) advance(sink.progress(), kAddresses, kAddresses);
   return s;
 }
 

@@ -1,7 +1,10 @@
 // The path and counter spaces of one port, and the reports of everything a
 // router (and the fabric below it) or every controller holds.
+#include <algorithm>
+
 #include "kernel/user_client.h"
 #include "kernel/user_client_manager.h"
+#include "platform/registry_keys.h"
 #include "platform/text.h"
 #include "reports/report_engine.h"
 
@@ -26,6 +29,39 @@ constexpr Line kCounterEntry[] = {
     {2, "  %03x:  %08x   Dropped Packets = 0x%08x\n", {kWhole}},
 };
 static_assert(formatsMatch(kCounterEntry));
+
+// The report of every router passed on to the caller's sink, counting the
+// routers reported for the sink's progress.
+class RouterTally final : public ReportSink {
+ public:
+  RouterTally(ReportSink& sink, uint64_t total) : sink_(sink), total_(total) { advance(sink_.progress(), 0, total_); }
+  void write(std::string_view text) override { sink_.write(text); }
+  bool stopped() const override { return sink_.stopped(); }
+  void routerReported() {
+    total_ = std::max(total_, ++done_);
+    advance(sink_.progress(), done_, total_);
+  }
+
+ private:
+  ReportSink& sink_;
+  uint64_t done_ = 0;
+  uint64_t total_;
+};
+
+// The routers the registry lists from sw down (sw included): the total the
+// report of every router is measured against. A route names at most seven
+// hops below the host router.
+uint64_t routersInRegistry(ThunderboltUserClientUtils& utils, const RegistryEntry& sw, uint8_t rid, int depth = 0) {
+  uint64_t count = 1;
+  if (depth >= 7) return count;
+  for (const RegistryEntry& port : sw.children()) {
+    if (!port.conformsTo(kPortClass)) continue;
+    RegistryEntry downstream = utils.childPortFromPort(port, rid);
+    RegistryEntry below = downstream ? utils.switchFromPort(downstream, rid) : RegistryEntry();
+    if (below) count += routersInRegistry(utils, below, rid, depth + 1);
+  }
+  return count;
+}
 
 // A route string names one hop per byte; seven bytes can be used.
 constexpr unsigned kRouteLevels = 7;
@@ -102,6 +138,7 @@ void ThunderboltUserClientUtils::allSpacesForRouterHandle(RouterHandle& routerHa
     counterSpaceForPort(port, routerHandle, sink);
     sink.write("\n");
   }
+  if (auto* tally = dynamic_cast<reports::RouterTally*>(&sink)) tally->routerReported();
   // Only routers the host reaches by route are descended into; a lane
   // adapter with nothing behind it gives a router whose first read fails.
   if (dynamic_cast<LocalRouterHandle*>(&routerHandle) == nullptr) return;
@@ -123,21 +160,28 @@ void ThunderboltUserClientUtils::allSpaces(ReportSink& sink) {
   ThunderboltUserClientManager& manager = ThunderboltUserClientManager::sharedInstance();
   const auto& clients = manager.userClientSet();
   if (clients.empty()) return;
+  uint64_t routers = 0;
   for (const auto& client : clients) {
-    if (sink.stopped()) return;
     const uint8_t rid = client->routerID();
-    sink.write(textf("Router ID %d:\n=================================\n\n", rid));
+    if (RegistryEntry host = switchFromPort(nhiForRouterID(rid), rid))
+      routers += reports::routersInRegistry(*this, host, rid);
+  }
+  reports::RouterTally tally(sink, routers);
+  for (const auto& client : clients) {
+    if (tally.stopped()) return;
+    const uint8_t rid = client->routerID();
+    tally.write(textf("Router ID %d:\n=================================\n\n", rid));
     ThunderboltKernelUserClient* active = manager.userClientForRouterID(rid);
     if (active && active->makeActive() != status::kSuccess) {
-      closeWithError(sink, status::kGeneralFailure);
+      closeWithError(tally, status::kGeneralFailure);
       continue;
     }
     std::unique_ptr<LocalRouterHandle> handle = LocalRouterHandle::localRouterHandle();
     handle->setRoute(0);
     handle->setRouterID(rid);
-    allSpacesForRouterHandle(*handle, sink);
+    allSpacesForRouterHandle(*handle, tally);
   }
-  sink.write("=================================\n\n");
+  tally.write("=================================\n\n");
 }
 
 }  // namespace tbt

@@ -79,6 +79,7 @@ struct Adapter {
   uint64_t type = 0;
   std::string name;
   bool xdomain = false;
+  uint32_t xdomainAdapter = 0;  // the adapter whose link leads to the other host
 };
 
 using Utils = ThunderboltUserClientUtils;
@@ -107,6 +108,7 @@ void lookForXDomain(Utils& utils, Adapter& a, uint8_t routerID, bool checkForEDM
     trace(out, "{ xdomain_link = true }");
     a.name = "XDomain";
     a.xdomain = true;
+    a.xdomainAdapter = a.number;
     return;
   }
   if (!checkForEDM) return;
@@ -117,6 +119,7 @@ void lookForXDomain(Utils& utils, Adapter& a, uint8_t routerID, bool checkForEDM
   if (utils.childXDomainLinkFromPort(utils.portAtIndex(lower, a.sw, routerID), routerID)) {
     a.name = textf("EDM XDomain on Port %d", static_cast<int>(lower));
     a.xdomain = true;
+    a.xdomainAdapter = lower;
   }
 }
 
@@ -189,21 +192,32 @@ std::string ThunderboltUserClientUtils::paths() {
   return out;
 }
 
+std::vector<TracedPath> ThunderboltUserClientUtils::tracedPaths() {
+  std::vector<TracedPath> record;
+  for (const auto& userClient : ThunderboltUserClientManager::sharedInstance().userClientSet()) {
+    const uint8_t routerID = userClient->routerID();
+    pathsFromSwitchWithUpstreamPort(nhiForRouterID(routerID), routerID, &record);
+  }
+  return record;
+}
+
 std::string ThunderboltUserClientUtils::pathsFromSwitchWithUpstreamPort(const RegistryEntry& port,
-                                                                        uint8_t andRouterID) {
+                                                                        uint8_t andRouterID,
+                                                                        std::vector<TracedPath>* record) {
   RegistryEntry sw = switchFromPort(port, andRouterID);
   if (!sw) return "";
-  std::string out = pathsFromPort(port, andRouterID);
+  std::string out = pathsFromPort(port, andRouterID, record);
   for (const RegistryEntry& child : sw.children()) {
     if (!child.conformsTo(kPortClass)) continue;
-    out += pathsFromPort(child, andRouterID);
+    out += pathsFromPort(child, andRouterID, record);
     if (RegistryEntry downstream = childPortFromPort(child, andRouterID))
-      out += pathsFromSwitchWithUpstreamPort(downstream, andRouterID);
+      out += pathsFromSwitchWithUpstreamPort(downstream, andRouterID, record);
   }
   return out;
 }
 
-std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port, uint8_t andRouterID) {
+std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port, uint8_t andRouterID,
+                                                      std::vector<TracedPath>* record) {
   Adapter a;
   std::string out;
   if (!describeAdapter(*this, port, andRouterID, a)) return out;
@@ -215,6 +229,21 @@ std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port,
   const auto route = static_cast<unsigned long long>(a.route);
   for (const Hop& hop : *table) {
     RegistryEntry next = portAtIndex(static_cast<uint32_t>(hop.dstPort), a.sw, andRouterID);
+    TracedPath* traced = nullptr;
+    if (record) {
+      traced = &record->emplace_back();
+      traced->routerID = andRouterID;
+      traced->fromEFI = hop.inheritedFromEFI;
+      traced->startRoute = a.route;
+      traced->startAdapter = a.number;
+      traced->startName = a.name;
+      traced->startHopID = hop.hopID;
+      traced->startsAtXDomain = a.xdomain;
+      traced->startXDomainAdapter = a.xdomainAdapter;
+      traced->error = true;  // until the trace reaches an adapter
+      traced->endRoute = a.route;
+      traced->endHopID = hop.hopID;
+    }
     if (!next) {
       appendf(out, "%s: (%s) [Route 0x%llx: Port 0x%x --> ERROR\n", ownerOf(hop), a.name.c_str(), route, a.number);
     } else if (!hardwareAgrees(*this, andRouterID, a.route, a.number, hop)) {
@@ -224,14 +253,14 @@ std::string ThunderboltUserClientUtils::pathsFromPort(const RegistryEntry& port,
     } else {
       trace(out, "{ append:path_string (a) }\n");
       appendf(out, "%s: (%s) [Route 0x%llx: Port 0x%x --> %s", ownerOf(hop), a.name.c_str(), route, a.number,
-              pathFromPort(next, hop.dstHopID, andRouterID, true).c_str());
+              pathFromPort(next, hop.dstHopID, andRouterID, true, traced).c_str());
     }
   }
   return out;
 }
 
 std::string ThunderboltUserClientUtils::pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID,
-                                                     bool checkForEDM) {
+                                                     bool checkForEDM, TracedPath* record) {
   std::string out;
   // The trace goes on router by router; what the next router adds follows
   // the text of this one. Registry hop tables may send a path round in a
@@ -245,6 +274,15 @@ std::string ThunderboltUserClientUtils::pathFromPort(const RegistryEntry& port, 
     if (a.type != kLaneAdapterType || a.xdomain) {
       trace(out, "{ append:path_string (1) }\n");
       appendf(out, "Port 0x%x] (%s)\n", a.number, a.name.c_str());
+      if (record) {
+        record->error = false;
+        record->endRoute = a.route;
+        record->endAdapter = a.number;
+        record->endName = a.name;
+        record->endHopID = hop;
+        record->endsAtXDomain = a.xdomain;
+        record->endXDomainAdapter = a.xdomainAdapter;
+      }
       return out;
     }
     // A lane adapter without another host behind it: the path crosses the link.
@@ -256,14 +294,20 @@ std::string ThunderboltUserClientUtils::pathFromPort(const RegistryEntry& port, 
     switch (c.outcome) {
       case Crossing::Error:
         trace(out, "{ append:path_string (2) }\n");
+        if (record) record->endHopID = hop;
         appendf(out, "Port 0x%x] %s ERROR\n", a.number, label.c_str());
         return out;
       case Crossing::Mismatch:
         trace(out, "{ append:path_string (2) }\n");
+        if (record) record->endHopID = hop;
         appendf(out, "Port 0x%x] %s ERROR (HW/SW MISMATCH)\n", a.number, label.c_str());
         return out;
       case Crossing::Match:
         trace(out, "{ append:path_string (3) }\n");
+        if (record) {
+          record->links.push_back({a.route, a.number, c.peerRoute, c.peerNumber, hop});
+          record->endRoute = c.peerRoute;
+        }
         appendf(out, "Port 0x%x] %s [Route 0x%llx: Port 0x%x --> ", a.number, label.c_str(),
                 static_cast<unsigned long long>(c.peerRoute), c.peerNumber);
         current = c.next;

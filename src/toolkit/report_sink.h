@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "toolkit/progress.h"
+
 namespace tbt {
 
 /// One field of a printed register line: the name the line gives it, its
@@ -60,6 +62,9 @@ class ReportSink {
   virtual void readFailed(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t status) {
     (void)route, (void)port, (void)space, (void)index, (void)status;
   }
+  /// Where a long report (every router, a link controller's memory) tells
+  /// how far it has come; none by default.
+  virtual Progress* progress() const { return nullptr; }
 };
 
 /// Collects a report's text in one string.

@@ -10,11 +10,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kernel/router_handle.h"
 #include "platform/registry.h"
 #include "platform/status.h"
 #include "toolkit/report_sink.h"
+#include "toolkit/traced_path.h"
 
 namespace tbt {
 
@@ -127,10 +129,13 @@ class ThunderboltUserClientUtils {
   /// Everything the router holds and, for a local handle, every router below it.
   void allSpacesForRouterHandle(RouterHandle& routerHandle, ReportSink& sink);
   std::string allSpacesForRouterHandle(RouterHandle& routerHandle);
-  /// allSpacesForRouterHandle of the host router of every controller.
+  /// allSpacesForRouterHandle of the host router of every controller. The
+  /// sink's progress hears of the routers reported, out of those the
+  /// registry lists.
   void allSpaces(ReportSink& sink);
   std::string allSpaces();
-  /// Link controller lc's memory, 0x8000 to 0xEFFC, through its register window.
+  /// Link controller lc's memory, 0x8000 to 0xEFFC, through its register
+  /// window. The sink's progress hears of the addresses read.
   void memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle, ReportSink& sink);
   std::string memoryDumpForLC(uint32_t lc, RouterHandle& andRouterHandle);
 
@@ -201,8 +206,9 @@ class ThunderboltUserClientUtils {
   /// Reads count bytes from startAddress upward (wrapping at 0xFFFF) into
   /// buffer, each read twice until both reads agree (10 attempts per byte).
   /// Not readable when they never agree; bytes before the failing one are in buffer.
+  /// progress, when given, hears of every byte read (out of count).
   Status eeMultiByteRead(uint8_t* buffer, uint32_t count, uint16_t startAddress, RouterHandle& forRouterHandle,
-                         uint8_t withDFTOffset);
+                         uint8_t withDFTOffset, Progress* progress = nullptr);
   /// Writes count bytes of buffer from startAddress upward (wrapping at 0xFFFF),
   /// each read back (10 attempts per byte). Not writable when the read-back
   /// differs, not readable when it fails.
@@ -225,7 +231,9 @@ class ThunderboltUserClientUtils {
   /// Reads size bytes of the switch's NVM from startAddress into buffer
   /// through the link-controller mailbox, or from its EEPROM when the switch
   /// has no link-controller capability.
-  Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle);
+  /// progress, when given, hears of the bytes read so far (out of size).
+  Status nvmRead(uint8_t* buffer, uint32_t size, uint16_t startAddress, RouterHandle& routerHandle,
+                 Progress* progress = nullptr);
 
   // ---- Topology (toolkit/topology.cpp) ----
   // Switches and ports of the fabric as registry entries of the service
@@ -268,17 +276,24 @@ class ThunderboltUserClientUtils {
   /// The whole report: for every controller in the manager's order, the
   /// paths of all its routers.
   std::string paths();
+  /// The same paths as data, one for each line of the report, in its order.
+  std::vector<TracedPath> tracedPaths();
   /// The paths that start at port, at the other ports of port's switch and,
-  /// depth first, at every router below it.
-  std::string pathsFromSwitchWithUpstreamPort(const RegistryEntry& port, uint8_t andRouterID);
+  /// depth first, at every router below it. With record, each line's path
+  /// is also appended there.
+  std::string pathsFromSwitchWithUpstreamPort(const RegistryEntry& port, uint8_t andRouterID,
+                                              std::vector<TracedPath>* record = nullptr);
   /// One line per "Hop Table" entry of port (paths starting there); empty for
   /// a lane adapter that leads to no other host.
-  std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID);
+  std::string pathsFromPort(const RegistryEntry& port, uint8_t andRouterID,
+                            std::vector<TracedPath>* record = nullptr);
   /// The rest of a line: the path entering port's router by port with hop ID
   /// hop, traced across links until it ends, or until it enters an adapter
   /// with a hop ID it entered before (a loop: an ERROR ending). checkForEDM also treats a lane
-  /// adapter as an XDomain end when the adapter below it has the link.
-  std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM);
+  /// adapter as an XDomain end when the adapter below it has the link. With
+  /// record, the links crossed and the ending are added to it.
+  std::string pathFromPort(const RegistryEntry& port, uint64_t hop, uint8_t andRouterID, bool checkForEDM,
+                           TracedPath* record = nullptr);
 
   // ---- Remote access by route (toolkit/remote_by_route.cpp) ----
   // A router behind the configuration bridge (IECS device 3) on bus of the

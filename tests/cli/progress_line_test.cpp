@@ -1,0 +1,221 @@
+// The progress line: its text at the limits of each field, when it is drawn
+// and erased on a fake clock, and tbkit's long commands with standard error
+// on a pseudo-terminal, on a pipe and with --quiet.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cli/progress_line.h"
+#include "cli/tbkit_run.h"
+#include "support/host_builder.h"
+#include "support/temp_dir.h"
+
+namespace tbt::cli {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+
+struct TextCase {
+  const char* name;
+  uint64_t done;
+  uint64_t total;
+  nanoseconds elapsed;
+  const char* text;
+};
+
+const TextCase kTextCases[] = {
+    {"NothingDoneHasNoEstimate", 0, 8, nanoseconds(0), "0/8 bytes, 0:00 elapsed, -:-- left"},
+    {"HalfUnderASecondRoundsTheEstimateUp", 4, 8, milliseconds(999), "4/8 bytes, 0:00 elapsed, 0:01 left"},
+    {"AllDoneLeavesNothing", 8, 8, seconds(60), "8/8 bytes, 1:00 elapsed, 0:00 left"},
+    {"JustUnderAMinute", 1, 8, milliseconds(59999), "1/8 bytes, 0:59 elapsed, 7:00 left"},
+    {"JustUnderAnHour", 1, 2, seconds(3599), "1/2 bytes, 59:59 elapsed, 59:59 left"},
+    {"AnHour", 1, 2, seconds(3600), "1/2 bytes, 1:00:00 elapsed, 1:00:00 left"},
+    {"JustOverAnHour", 1, 3, seconds(3601), "1/3 bytes, 1:00:01 elapsed, 2:00:02 left"},
+    {"JustUnderTheClockLimit", 1, 2, seconds(359999), "1/2 bytes, 99:59:59 elapsed, 99:59:59 left"},
+    {"AtTheClockLimit", 1, 2, seconds(360000), "1/2 bytes, >99:59:59 elapsed, >99:59:59 left"},
+    {"EstimateOverTheLimit", 1, UINT64_MAX, seconds(1),
+     "1/18446744073709551615 bytes, 0:01 elapsed, >99:59:59 left"},
+    {"MoreDoneThanCounted", 9, 8, seconds(2), "9/8 bytes, 0:02 elapsed, 0:00 left"},
+};
+
+class ProgressText : public ::testing::TestWithParam<TextCase> {};
+
+TEST_P(ProgressText, Reads) {
+  const TextCase& c = GetParam();
+  EXPECT_EQ(progressText(c.done, c.total, "bytes", c.elapsed), c.text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ProgressText, ::testing::ValuesIn(kTextCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// Draws on a clock the test moves: the first advance at once, then only
+// once the redraw interval has passed; erased at the end.
+TEST(ProgressLineDrawing, RedrawsAtMostTenTimesASecondAndErases) {
+  nanoseconds now = seconds(5);
+  std::ostringstream err;
+  {
+    ProgressLine line(err, "routers", [&] { return now; });
+    line.advance(0, 3);
+    now += milliseconds(99);
+    line.advance(1, 3);  // too soon: not drawn
+    now += milliseconds(1);
+    line.advance(2, 3);
+    EXPECT_EQ(err.str(),
+              "\r0/3 routers, 0:00 elapsed, -:-- left\033[K"
+              "\r2/3 routers, 0:00 elapsed, 0:01 left\033[K");
+    err.str("");
+  }
+  EXPECT_EQ(err.str(), "\r\033[K");
+}
+
+TEST(ProgressLineDrawing, NeverDrawnWritesNothing) {
+  std::ostringstream err;
+  { ProgressLine line(err, "bytes", [] { return nanoseconds(0); }); }
+  EXPECT_EQ(err.str(), "");
+}
+
+// ---- tbkit with standard error on a pseudo-terminal ----
+
+// Runs tbkit's main in a child whose standard output is a file and whose
+// standard error is errFd; returns the exit status.
+int runChild(std::vector<std::string> args, int outFd, int errFd) {
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::dup2(outFd, STDOUT_FILENO);
+    ::dup2(errFd, STDERR_FILENO);
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    ::_exit(tbkitMain(static_cast<int>(args.size()), argv.data()));
+  }
+  int status = 0;
+  return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string readAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A pseudo-terminal whose screen a thread reads while the child writes.
+struct Terminal {
+  int master = -1;
+  int slave = -1;
+  std::string screen;
+  std::thread reader;
+  Terminal() {
+    master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) return;
+    slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+    reader = std::thread([this] {
+      char buffer[4096];
+      for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;) screen.append(buffer, static_cast<size_t>(n));
+    });
+  }
+  ~Terminal() {
+    drain();
+    if (master >= 0) ::close(master);
+  }
+  // What the child wrote: read until the last writer's side is closed.
+  std::string drain() {
+    if (slave >= 0) ::close(slave);
+    slave = -1;
+    if (reader.joinable()) reader.join();
+    return screen;
+  }
+};
+
+const std::string kRich = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
+
+struct LongCommand {
+  const char* name;
+  std::vector<std::string> args;
+  const char* counted;  // "/64 bytes": the done/total the line shows
+};
+
+const LongCommand kLongCommands[] = {
+    {"EepromRead", {"eeprom", "read", "--host=sim", "--route", "0x1", "--offset", "0x100", "--length", "64"},
+     "/64 bytes, "},
+    // HOST: a switch with a link controller's NVM mailbox; 64-byte requests, then the rest.
+    {"NvmRead", {"nvm", "read", "HOST", "--route", "0x1", "--offset", "0", "--length", "102"}, "/102 bytes, "},
+    {"ReportAll", {"report", "all", "--host=sim"}, "/3 routers, "},
+    {"LinkControllerMemory", {"report", "lc-memory", kRich, "--route", "0x1", "--lc", "0"}, "/7168 addresses, "},
+};
+
+class LongCommands : public ::testing::TestWithParam<LongCommand> {};
+
+TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
+  const LongCommand& c = GetParam();
+  test::TempDir dir;
+  std::ofstream(dir / "nvm.json") << test::SwitchHostBuilder()
+                                         .identity(0x15678086)
+                                         .linkController(0x50, 0x10, 200)
+                                         .nvm({{"0x10", "a0a1a2a3a4"}})
+                                         .json();
+  std::vector<std::string> args = {"tbkit"};
+  for (const std::string& arg : c.args) args.push_back(arg == "HOST" ? "--host=sim:" + (dir / "nvm.json") : arg);
+
+  // Standard error on a pipe: the usual output, nothing on standard error.
+  const std::string piped = dir / "piped.txt";
+  int out = ::open(piped.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  const Outcome plain = runAsProcess(tbkitMain, args, out);
+  ::close(out);
+  ASSERT_EQ(plain.status, 0) << plain.err;
+  EXPECT_EQ(plain.err, "");
+  ASSERT_FALSE(readAll(piped).empty());
+
+  // On a terminal: one line drawn in place from 0 done, erased at the end.
+  Terminal terminal;
+  ASSERT_GE(terminal.slave, 0);
+  const std::string shown = dir / "shown.txt";
+  out = ::open(shown.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  EXPECT_EQ(runChild(args, out, terminal.slave), 0);
+  ::close(out);
+  const std::string screen = terminal.drain();
+  EXPECT_EQ(screen.rfind(std::string("\r0") + c.counted, 0), 0u) << screen;
+  EXPECT_NE(screen.find("elapsed, -:-- left\033[K"), std::string::npos) << screen;
+  EXPECT_TRUE(screen.ends_with("\033[K\r\033[K")) << screen;
+  EXPECT_EQ(screen.find('\n'), std::string::npos) << screen;
+  EXPECT_EQ(readAll(shown), readAll(piped));
+
+  // --quiet on a terminal: nothing.
+  Terminal quietTerminal;
+  ASSERT_GE(quietTerminal.slave, 0);
+  const std::string quiet = dir / "quiet.txt";
+  args.push_back("--quiet");
+  out = ::open(quiet.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  EXPECT_EQ(runChild(args, out, quietTerminal.slave), 0);
+  ::close(out);
+  EXPECT_EQ(quietTerminal.drain(), "");
+  EXPECT_EQ(readAll(quiet), readAll(piped));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongCommands),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A report whose output is the same terminal shows its progress by its own
+// lines: no line is drawn over them.
+TEST(LongCommandsOnTheTerminal, AReportWritingToTheTerminalDrawsNoLine) {
+  Terminal terminal;
+  ASSERT_GE(terminal.slave, 0);
+  EXPECT_EQ(runChild({"tbkit", "report", "all", "--host=sim"}, terminal.slave, terminal.slave), 0);
+  const std::string screen = terminal.drain();
+  EXPECT_NE(screen.find("Router ID 0:"), std::string::npos);
+  EXPECT_EQ(screen.find("\033[K"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tbt::cli
