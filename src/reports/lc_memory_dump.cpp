@@ -44,6 +44,7 @@ Status dumpMemory(RouterHandle& handle, uint32_t lc, ReportSink& sink) {
                    static_cast<unsigned long long>(route)));
   s = handle.configWriteWithPort(0, kDeviceSpace, base + kWindowControl, 1);
   constexpr uint64_t kAddresses = (kEndAddress - kFirstAddress) / kAddressStep;
+  std::string line;
   for (uint32_t address = kFirstAddress; s == status::kSuccess && address < kEndAddress; address += kAddressStep) {
     if (sink.stopped()) return status::kAborted;
     advance(sink.progress(), (address - kFirstAddress) / kAddressStep, kAddresses);
