@@ -96,8 +96,19 @@ class Ignored {
     return false;
   }
   bool field(const std::string& name) const {
-    return has(name) || (has("time") && name.find("Time") != std::string::npos) ||
-           (has("errors") && name.find("Err") != std::string::npos);
+    return has(name) || (has("time") && hasWord(name, {"Time", "Timestamp"})) ||
+           (has("errors") && hasWord(name, {"Err", "Errs", "Errors"}) && !name.ends_with(" En"));
+  }
+  // True when one of the name's words (or a bracket group's) is one of words:
+  // "Local Time 31:0" and "Errs P4 FC", but not "Config Retry Timeout".
+  static bool hasWord(std::string_view name, std::initializer_list<std::string_view> words) {
+    while (!name.empty()) {
+      const size_t end = std::min(name.find(' '), name.size());
+      for (std::string_view w : words)
+        if (name.substr(0, end) == w) return true;
+      name.remove_prefix(std::min(end + 1, name.size()));
+    }
+    return false;
   }
   std::vector<std::string> names_;
 };
