@@ -32,18 +32,17 @@ static_assert(formatsMatch(kCounterEntry));
 
 // The report of every router passed on to the caller's sink, counting the
 // routers reported for the sink's progress.
-class RouterTally final : public ReportSink {
+class RouterTally final : public ForwardingReportSink {
  public:
-  RouterTally(ReportSink& sink, uint64_t total) : sink_(sink), total_(total) { advance(sink_.progress(), 0, total_); }
-  void write(std::string_view text) override { sink_.write(text); }
-  bool stopped() const override { return sink_.stopped(); }
+  RouterTally(ReportSink& sink, uint64_t total) : ForwardingReportSink(sink), total_(total) {
+    advance(progress(), 0, total_);
+  }
   void routerReported() {
     total_ = std::max(total_, ++done_);
-    advance(sink_.progress(), done_, total_);
+    advance(progress(), done_, total_);
   }
 
  private:
-  ReportSink& sink_;
   uint64_t done_ = 0;
   uint64_t total_;
 };

@@ -67,6 +67,27 @@ class ReportSink {
   virtual Progress* progress() const { return nullptr; }
 };
 
+/// Hands everything on to another sink; a sink that only watches a report
+/// (counts what passes, say) derives from it and overrides what it watches.
+class ForwardingReportSink : public ReportSink {
+ public:
+  explicit ForwardingReportSink(ReportSink& next) : next_(next) {}
+  void write(std::string_view text) override { next_.write(text); }
+  bool stopped() const override { return next_.stopped(); }
+  bool wantsFields() const override { return next_.wantsFields(); }
+  void writeRegister(const ReportRegister& reg) override { next_.writeRegister(reg); }
+  void readFailed(uint64_t route, uint32_t port, uint32_t space, uint32_t index, uint32_t status) override {
+    next_.readFailed(route, port, space, index, status);
+  }
+  Progress* progress() const override { return next_.progress(); }
+
+ protected:
+  ReportSink& next() const { return next_; }
+
+ private:
+  ReportSink& next_;
+};
+
 /// Collects a report's text in one string.
 class StringReportSink final : public ReportSink {
  public:

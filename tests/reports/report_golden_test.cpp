@@ -131,6 +131,7 @@ TEST(AllSpacesGolden, RichHost) {
   FieldSink fields;
   ThunderboltUserClientUtils::sharedInstance().allSpaces(fields);
   EXPECT_EQ(fields.text(), expected);
+  EXPECT_GT(fields.registers(), 1000);
 }
 
 }  // namespace
