@@ -48,16 +48,7 @@ bool chooseRouter(CommandContext& context, std::span<const char* const> ways, Ro
 }
 
 std::shared_ptr<RouterHandle> routerHandleChain(const RouterChoice& choice) {
-  std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
-  handle->setRouterID(choice.routerID);
-  handle->setRoute(choice.route);
-  for (uint32_t bus : choice.buses) {
-    std::shared_ptr<RemoteRouterHandle> remote = RemoteRouterHandle::remoteRouterHandle();
-    remote->setParentRouterHandle(handle);
-    remote->setBus(bus);
-    handle = remote;
-  }
-  return handle;
+  return tbt::routerHandleChain(choice.routerID, choice.route, choice.buses);
 }
 
 }  // namespace tbt::cli

@@ -46,19 +46,6 @@ class LineSink final : public ReportSink {
   std::string capability_;
 };
 
-std::shared_ptr<RouterHandle> handleOf(const RouterPlace& place, uint8_t routerID) {
-  std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
-  handle->setRouterID(routerID);
-  handle->setRoute(place.route);
-  for (uint32_t bus : place.buses) {
-    std::shared_ptr<RemoteRouterHandle> remote = RemoteRouterHandle::remoteRouterHandle();
-    remote->setParentRouterHandle(handle);
-    remote->setBus(bus);
-    handle = remote;
-  }
-  return handle;
-}
-
 }  // namespace
 
 std::map<WordKey, RegisterLine> registerLines(const RouterPlace& place, uint8_t routerID,
@@ -74,7 +61,7 @@ std::map<WordKey, RegisterLine> registerLines(const RouterPlace& place, uint8_t 
   ThunderboltUserClientUtils& utils = ThunderboltUserClientUtils::sharedInstance();
   const bool relative = utils.relativeAddressing();
   utils.setRelativeAddressing(false);
-  std::shared_ptr<RouterHandle> handle = handleOf(place, routerID);
+  std::shared_ptr<RouterHandle> handle = routerHandleChain(routerID, place.route, place.buses);
   LineSink sink(keys, lines);
   for (auto [port, space] : spaces) {
     sink.startSpace();

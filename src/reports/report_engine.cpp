@@ -83,32 +83,41 @@ float i2cClockKHz(uint32_t prescale) {
   return 156250.0f / (static_cast<float>(prescale + 1) * 5.0f);
 }
 
-}  // namespace
-
-void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint32_t raw, uint32_t argument) {
+// Walks a line's format: each run of text between conversions ("%%" as
+// "%") to text(piece), each conversion to convert(n, conversion), counted
+// from 0, until convert returns false.
+template <typename Text, typename Convert>
+void walkFormat(const char* format, Text&& text, Convert&& convert) {
   int conversion = 0;
-  const char* p = line.format;
+  const char* p = format;
   while (*p) {
     const char* percent = std::strchr(p, '%');
     if (!percent) {
-      out.append(p);
-      break;
+      text(std::string_view(p));
+      return;
     }
-    out.append(p, static_cast<size_t>(percent - p));
+    text(std::string_view(p, static_cast<size_t>(percent - p)));
     p = percent;
     if (p[1] == '%') {
-      out += '%';
+      text(std::string_view("%"));
       p += 2;
       continue;
     }
     Conversion c;
     p = parseConversion(p + 1, c);
-    const int n = conversion++;
+    if (!convert(conversion++, c)) return;
+  }
+}
+
+}  // namespace
+
+void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint32_t raw, uint32_t argument) {
+  walkFormat(line.format, [&](std::string_view text) { out.append(text); }, [&](int n, const Conversion& c) {
     if (n < 2) {
       appendNumber(out, c, n == 0 ? printedIndex : raw);
-      continue;
+      return true;
     }
-    if (static_cast<size_t>(n - 2) >= line.fields.size()) continue;
+    if (static_cast<size_t>(n - 2) >= line.fields.size()) return true;
     const Field& field = line.fields.begin()[n - 2];
     const uint32_t value = field.bits.of(raw);
     switch (field.kind) {
@@ -120,7 +129,8 @@ void renderLine(std::string& out, const Line& line, uint32_t printedIndex, uint3
       }
       case FieldKind::I2cClockKHz: appendf(out, "%f", static_cast<double>(i2cClockKHz(value))); break;
     }
-  }
+    return true;
+  });
 }
 
 namespace {
@@ -199,32 +209,18 @@ std::vector<ReportField> nameFields(const Line& line, uint32_t raw, uint32_t arg
   FieldNamer namer;
   std::string lead;
   const Field* previous = nullptr;  // the field of the last entry
-  int conversion = 0;
-  const char* p = line.format;
-  while (*p) {
-    const char* percent = std::strchr(p, '%');
-    if (!percent) break;
-    lead.append(p, static_cast<size_t>(percent - p));
-    p = percent;
-    if (p[1] == '%') {
-      lead += '%';
-      p += 2;
-      continue;
-    }
-    Conversion c;
-    p = parseConversion(p + 1, c);
-    const int n = conversion++;
+  walkFormat(line.format, [&](std::string_view text) { lead.append(text); }, [&](int n, const Conversion& c) {
     if (n < 2) {
       lead.clear();
-      continue;
+      return true;
     }
-    if (static_cast<size_t>(n - 2) >= line.fields.size()) break;
+    if (static_cast<size_t>(n - 2) >= line.fields.size()) return false;
     const Field& field = line.fields.begin()[n - 2];
     const uint32_t value = field.bits.of(raw);
     // An argument numbers the field after it ("wdata03=..."): it joins that field's name.
     if (field.kind == FieldKind::Argument) {
       appendNumber(lead, c, argument);
-      continue;
+      return true;
     }
     const bool attached = previous && (lead == " (" || lead == "(") && previous->bits.hi == field.bits.hi &&
                           previous->bits.lo == field.bits.lo;
@@ -245,7 +241,8 @@ std::vector<ReportField> nameFields(const Line& line, uint32_t raw, uint32_t arg
       previous = &field;
     }
     lead.clear();
-  }
+    return true;
+  });
   return fields;
 }
 

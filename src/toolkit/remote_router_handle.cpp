@@ -218,4 +218,17 @@ Status RemoteRouterHandle::configWriteWithPort(uint32_t port, uint32_t space, ui
   return iecsRemoteConfigWriteWithPort(port, space, index, data);
 }
 
+std::shared_ptr<RouterHandle> routerHandleChain(uint8_t routerID, uint64_t route, std::span<const uint32_t> buses) {
+  std::shared_ptr<RouterHandle> handle = LocalRouterHandle::localRouterHandle();
+  handle->setRouterID(routerID);
+  handle->setRoute(route);
+  for (uint32_t bus : buses) {
+    std::shared_ptr<RemoteRouterHandle> remote = RemoteRouterHandle::remoteRouterHandle();
+    remote->setParentRouterHandle(handle);
+    remote->setBus(bus);
+    handle = remote;
+  }
+  return handle;
+}
+
 }  // namespace tbt

@@ -15,6 +15,7 @@
 //   base + 116 .. 131  64 bytes of read data
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "kernel/config_space.h"
 #include "kernel/router_handle.h"
@@ -130,5 +131,10 @@ class RemoteRouterHandle : public RouterHandle {
   uint32_t lcCount_ = 0;
   uint32_t lcLength_ = 0;
 };
+
+/// The handle of the router at route on the controller of routerID or,
+/// with buses, of the router behind bridge buses[0] of that router, then
+/// behind bridge buses[1] of that one, and so on.
+std::shared_ptr<RouterHandle> routerHandleChain(uint8_t routerID, uint64_t route, std::span<const uint32_t> buses);
 
 }  // namespace tbt
