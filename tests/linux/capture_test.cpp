@@ -24,11 +24,6 @@
 namespace tbt::test {
 namespace {
 
-std::string fileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
 // A tree of count routers, four lane adapters each below the host router's,
 // every space of every adapter with a few values; no access latency.
 std::string fabric(size_t count) {
@@ -69,7 +64,7 @@ TEST(Capture, EveryFixtureRoundTrips) {
     SCOPED_TRACE(file);
     std::string first;
     {
-      ScopedHost host(fileText(file));
+      ScopedHost host(readFile(file));
       first = cli::captureHost();
     }
     roundTrip(first);
@@ -109,7 +104,7 @@ TEST(Capture, MissingAdapterFolderBecomesRanges) {
 TEST(Capture, BridgedRoutersReplay) {
   std::string text;
   {
-    ScopedHost host(fileText(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
+    ScopedHost host(readFile(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
     text = cli::captureHost();
   }
   const TempDir dir;
@@ -130,7 +125,7 @@ TEST(Capture, BridgedRoutersReplay) {
 // to Max Counters; what lies beyond replays as 0 (unless the first index
 // past them answers, which has the whole space read).
 TEST(Capture, BridgedRouterSpacesEndWhereTheirHeadersSay) {
-  nlohmann::json host = nlohmann::json::parse(fileText(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
+  nlohmann::json host = nlohmann::json::parse(readFile(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
   nlohmann::json& far = host["controllers"][0]["routers"][1]["bridges"]["1"]["router"];
   far["device-space"].update({{"1", "0x4000"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}});
   far["ports"]["1"] = {{"port-space", {{"1", "0x200"}, {"5", "0x3"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}}},
@@ -232,8 +227,7 @@ TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
   // The router's DROM file is the replayed EEPROM's content at the DROM offset.
   const std::string drom = linux.root() + "/sys/kernel/debug/thunderbolt/0-1/drom";
   EXPECT_NE(tbkit({"drom", "parse", drom}).find("0xd45f2f9db08200"), std::string::npos);
-  std::ifstream in(drom, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string bytes = readFile(drom);
   std::istringstream dump(tbkit({"eeprom", "read", "--host=sim:" + file, "--route", "0x1", "--offset", "0x100",
                                  "--length", std::to_string(bytes.size())}));
   std::string replayed;
