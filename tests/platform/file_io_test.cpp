@@ -189,31 +189,21 @@ INSTANTIATE_TEST_SUITE_P(
         OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },
                      "No such file or directory", [](FileTest&, const std::string&) {}}), test::byName);
 
-TEST_F(FileTest, StandardOutputOnAFullDiskFails) {
-  std::fflush(stdout);
-  const int saved = ::dup(STDOUT_FILENO);
-  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
-  ASSERT_GE(full, 0);
-  ::dup2(full, STDOUT_FILENO);
-  const std::string error = writeFileSafely("-", std::string_view("new"));
-  ::dup2(saved, STDOUT_FILENO);
-  ::close(saved);
-  ::close(full);
-  EXPECT_EQ(error, "cannot write standard output: No space left on device");
-}
-
+// "-" is standard output, written in place; a full disk there is an error.
 TEST_F(FileTest, DashIsStandardOutput) {
-  const std::string captured = path("stdout");
-  std::fflush(stdout);
-  const int saved = ::dup(STDOUT_FILENO);
-  std::FILE* f = std::fopen(captured.c_str(), "w");
-  ::dup2(::fileno(f), STDOUT_FILENO);
-  const std::string error = writeFileSafely("-", std::string_view("new"));
-  ::dup2(saved, STDOUT_FILENO);
-  ::close(saved);
-  std::fclose(f);
-  EXPECT_EQ(error, "");
-  EXPECT_EQ(contents(captured), "new");
+  for (const auto& [file, error] : {std::pair<std::string, std::string>{path("stdout"), ""},
+                                    {"/dev/full", "cannot write standard output: No space left on device"}}) {
+    std::fflush(stdout);
+    const int saved = ::dup(STDOUT_FILENO);
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0);
+    ::dup2(fd, STDOUT_FILENO);
+    EXPECT_EQ(writeFileSafely("-", std::string_view("new")), error);
+    ::dup2(saved, STDOUT_FILENO);
+    ::close(saved);
+    ::close(fd);
+  }
+  EXPECT_EQ(contents(path("stdout")), "new");
   EXPECT_FALSE(fs::exists("-"));
 }
 
