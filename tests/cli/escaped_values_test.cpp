@@ -14,6 +14,7 @@
 #include "cli/tbkit_run.h"
 #include "cli/updatechecker_main.h"
 #include "platform/text.h"
+#include "support/param_names.h"
 
 namespace tbt::cli {
 namespace {
@@ -84,8 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
         EscapeCase{"CheckerUnknownOption", {kChecker, "--host=sim", "--\x1b[2J"}, nullptr,
                    kChecker + ": unrecognized option '--\\x1b[2J'"},
         EscapeCase{"CheckerInvalidOption", {kChecker, "--host=sim", "-\a"}, nullptr,
-                   kChecker + ": invalid option -- '\\x07'"}),
-    [](const ::testing::TestParamInfo<EscapeCase>& info) { return std::string(info.param.name); });
+                   kChecker + ": invalid option -- '\\x07'"}), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

@@ -11,6 +11,7 @@
 #include "cli/host_choice.h"
 #include "cli/updatechecker_main.h"
 #include "sim/sim_host.h"
+#include "support/temp_dir.h"
 
 namespace tbt::cli {
 namespace {
@@ -117,7 +118,8 @@ class UpdatecheckerProgram : public ::testing::Test {
 // Without a host, or with a host file that names an unknown key, the program
 // says so in one line and exits 2 without running the check.
 TEST_F(UpdatecheckerProgram, HostErrorsAreOneLineAndExit2) {
-  const std::string path = testing::TempDir() + "bad_host.json";
+  const test::TempDir dir;
+  const std::string path = dir / "bad_host.json";
   std::ofstream(path) << R"({ "lid-closed": false, "bogus-key": 1 })";
   struct Case {
     Lines args;

@@ -11,10 +11,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "support/temp_dir.h"
 #include "cli/tbkit_main.h"
 #include "platform/status.h"
 #include "platform/text.h"
+#include "support/param_names.h"
+#include "support/temp_dir.h"
 
 namespace tbt::cli {
 namespace {
@@ -219,8 +220,7 @@ TEST_P(JsonOutput, StatesWhatTheTextSays) {
   std::filesystem::remove(corrupt);
 }
 
-INSTANTIATE_TEST_SUITE_P(Tbkit, JsonOutput, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Tbkit, JsonOutput, ::testing::ValuesIn(kCases), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/tbkit_run.h"
+#include "support/param_names.h"
 
 namespace tbt::cli {
 namespace {
@@ -159,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(
         LimitCase{"ImageAtTheLargest", imageOf1035Plus(1), 0, "400: ", ""},
         LimitCase{"ImagePastTheLargest", imageOf1035Plus(2), 1, "",
                   "tbkit drom build: the image of 1037 bytes is longer than its length field can say (1036)\n"}),
-    [](const ::testing::TestParamInfo<LimitCase>& info) { return std::string(info.param.name); });
+    test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

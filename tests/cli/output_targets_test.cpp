@@ -11,6 +11,7 @@
 
 #include "cli/tbkit_run.h"
 #include "cli/updatechecker_main.h"
+#include "support/param_names.h"
 
 namespace tbt::cli {
 namespace {
@@ -95,8 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                    Target::FullDevice, "tbkit: write error: No space left on device\n", false},
         TargetCase{"ReadClosedPipe",
                    {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
-                   Target::ClosedPipe, "", true}),
-    [](const ::testing::TestParamInfo<TargetCase>& info) { return std::string(info.param.name); });
+                   Target::ClosedPipe, "", true}), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

@@ -18,6 +18,7 @@
 #include "cli/progress_line.h"
 #include "cli/tbkit_run.h"
 #include "support/host_builder.h"
+#include "support/param_names.h"
 #include "support/temp_dir.h"
 
 namespace tbt::cli {
@@ -57,8 +58,7 @@ TEST_P(ProgressText, Reads) {
   EXPECT_EQ(progressText(c.done, c.total, "bytes", c.elapsed), c.text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, ProgressText, ::testing::ValuesIn(kTextCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, ProgressText, ::testing::ValuesIn(kTextCases), test::byName);
 
 // Draws on a clock the test moves: the first advance at once, then only
 // once the redraw interval has passed; erased at the end.
@@ -103,11 +103,6 @@ int runChild(std::vector<std::string> args, int outFd, int errFd) {
   }
   int status = 0;
   return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string readAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // A pseudo-terminal whose screen a thread reads while the child writes.
@@ -175,7 +170,7 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   ::close(out);
   ASSERT_EQ(plain.status, 0) << plain.err;
   EXPECT_EQ(plain.err, "");
-  ASSERT_FALSE(readAll(piped).empty());
+  ASSERT_FALSE(test::readFile(piped).empty());
 
   // On a terminal: one line drawn in place from 0 done, erased at the end.
   Terminal terminal;
@@ -189,7 +184,7 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   EXPECT_NE(screen.find("elapsed, -:-- left\033[K"), std::string::npos) << screen;
   EXPECT_TRUE(screen.ends_with("\033[K\r\033[K")) << screen;
   EXPECT_EQ(screen.find('\n'), std::string::npos) << screen;
-  EXPECT_EQ(readAll(shown), readAll(piped));
+  EXPECT_EQ(test::readFile(shown), test::readFile(piped));
 
   // --quiet on a terminal: nothing.
   Terminal quietTerminal;
@@ -200,11 +195,10 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   EXPECT_EQ(runChild(args, out, quietTerminal.slave), 0);
   ::close(out);
   EXPECT_EQ(quietTerminal.drain(), "");
-  EXPECT_EQ(readAll(quiet), readAll(piped));
+  EXPECT_EQ(test::readFile(quiet), test::readFile(piped));
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongCommands),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongCommands), test::byName);
 
 // A report whose output is the same terminal shows its progress by its own
 // lines: no line is drawn over them.

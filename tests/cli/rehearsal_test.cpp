@@ -13,6 +13,9 @@
 #include "cli/updatechecker_main.h"
 #include "platform/file_reader.h"
 #include "support/display_host.h"
+#include "support/param_names.h"
+#include "support/temp_dir.h"
+#include "support/param_names.h"
 #include "tbkit_run.h"
 
 namespace tbt::cli {
@@ -25,14 +28,13 @@ using test::kNearUid;
 
 class RehearsalTest : public testing::Test {
  protected:
-  RehearsalTest() : dir_(mkdtemp(pattern_)), file_(dir_ + "/host.json") {
+  RehearsalTest() {
     fs::copy_file(TBT_BINARY_DIR "/Errors.plist", dir_ + "/Errors.plist");
     for (const char* name : {"VaneUtil.efi", "Panel-26-02.bin", "PortMc-em-00020007.bin"})
       std::ofstream(dir_ + "/" + name) << name;
     std::ofstream(file_) << sim::defaultHostJson();
     unsetenv("TBT_SAVE_HOST");
   }
-  ~RehearsalTest() override { fs::remove_all(dir_); }
 
  public:
   const std::string& dir() const { return dir_; }
@@ -73,8 +75,9 @@ class RehearsalTest : public testing::Test {
   // Scheduled through a check of the default host, as every failure row starts.
   void schedule() { ASSERT_EQ(check({"-a", "--save-host"}), 0) << err_; }
 
-  char pattern_[32] = "/tmp/rehearsal.XXXXXX";
-  std::string dir_, file_, out_, err_;
+  const test::TempDir temp_;
+  const std::string dir_ = temp_.path(), file_ = temp_ / "host.json";
+  std::string out_, err_;
 };
 
 std::string uidHex(uint64_t uid) { return textf("0x%016llx", static_cast<unsigned long long>(uid)); }
@@ -220,8 +223,7 @@ TEST_P(FlashFailureTest, RecordsItsResult) {
   EXPECT_EQ(variable("tbt-options"), "<unset>");
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, FlashFailureTest, testing::ValuesIn(kFailures),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, FlashFailureTest, testing::ValuesIn(kFailures), test::byName);
 
 TEST_F(RehearsalTest, NothingIsWrittenWithoutSaving) {
   const std::string before = text();

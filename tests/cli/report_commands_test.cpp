@@ -7,6 +7,7 @@
 #include "cli/stream_report_sink.h"
 #include "cli/tbkit_run.h"
 #include "platform/text.h"
+#include "support/param_names.h"
 
 namespace tbt::cli {
 namespace {
@@ -95,8 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "tbkit report all: unknown option --route (see --help)\n"},
         ReportCase{"UnknownReport", {"space", kRich}, 2, "",
                    "tbkit report: unknown command 'space' (see tbkit report --help)\n"},
-        ReportCase{"Help", {"lc-block", "--help"}, 0, "  -V, --hardware-time", ""}),
-    [](const ::testing::TestParamInfo<ReportCase>& info) { return std::string(info.param.name); });
+        ReportCase{"Help", {"lc-block", "--help"}, 0, "  -V, --hardware-time", ""}), test::byName);
 
 TEST(ReportCommands, HardwareTimeGoesToTheErrorStreamOnly) {
   const Outcome quiet = tbkit({"report", "path", "--route", "0x1", "--port", "1", kRich});
@@ -148,8 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SinkCase{"ErrorLineNotLast", {"ERROR: 0xe00002bc\n=====\n\n"}, false, false, 0},
                       SinkCase{"PatchEntryError", {"  01c:  ERROR\n"}, false, false, 0},
                       SinkCase{"LongLineCutAtTheKeptLength", {"ERROR: 0xe00002bc", std::string(40, 'x'), "\n"}, false,
-                               false, 0}),
-    [](const ::testing::TestParamInfo<SinkCase>& info) { return std::string(info.param.name); });
+                               false, 0}), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

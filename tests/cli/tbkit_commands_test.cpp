@@ -11,6 +11,7 @@
 
 #include "cli/tbkit_main.h"
 #include "cli/tbkit_run.h"
+#include "support/temp_dir.h"
 #include "support/topology_builder.h"
 
 namespace tbt::cli {
@@ -39,15 +40,10 @@ void expectCases(const std::vector<Case>& cases, const std::vector<std::string>&
 
 class DromCommands : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tbkit-drom-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  std::string path(const char* name) const { return (dir_ / name).string(); }
+  std::string path(const char* name) const { return temp_ / name; }
 
-  std::filesystem::path dir_;
+  const test::TempDir temp_;
+  const std::filesystem::path dir_ = temp_.path();
 };
 
 TEST_F(DromCommands, BuildWritesAtomicallyAndParsesBack) {

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/tbkit_run.h"
+#include "support/param_names.h"
 #include "support/temp_dir.h"
 
 namespace tbt::cli {
@@ -98,8 +99,7 @@ TEST_P(TopologyGraph, HasTheFixturesNodesAndEdges) {
   expectRenders(run.out);
 }
 
-INSTANTIATE_TEST_SUITE_P(Fixtures, TopologyGraph, ::testing::ValuesIn(kGraphCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Fixtures, TopologyGraph, ::testing::ValuesIn(kGraphCases), test::byName);
 
 // Names a host file gives a router reach the label escaped: quotes and
 // backslashes for DOT, control characters as visible escapes.

@@ -13,6 +13,7 @@
 
 #include "driver/options.h"
 #include "support/display_host.h"
+#include "support/temp_dir.h"
 
 namespace tbt {
 namespace {
@@ -26,8 +27,7 @@ constexpr const char* kDictionary =
 
 class EntryTest : public ::testing::Test {
  protected:
-  EntryTest() : dir_(mkdtemp(pattern_)) { writeDictionary(kDictionary); }
-  ~EntryTest() override { std::filesystem::remove_all(dir_); }
+  EntryTest() { writeDictionary(kDictionary); }
 
   void writeDictionary(const char* text) { std::ofstream(dir_ + "/Errors.plist") << text; }
 
@@ -49,8 +49,8 @@ class EntryTest : public ::testing::Test {
   const Lines& shell() { return host_->sim().shellCommands(); }
   const Lines& log() { return host_->sim().logLines(); }
 
-  char pattern_[32] = "/tmp/entry_test.XXXXXX";
-  std::string dir_;
+  const test::TempDir temp_;
+  const std::string& dir_ = temp_.path();
   std::optional<test::ScopedHost> host_;
   ResultCode result = result::kSuccess;  // what the fake flows return
   std::vector<bool> checks;              // arm of each update check

@@ -9,6 +9,7 @@
 
 #include "sim/boot_selection.h"
 #include "support/display_host.h"
+#include "support/param_names.h"
 
 namespace tbt::test {
 namespace {
@@ -73,8 +74,7 @@ TEST_P(FlashCommands, ExactCommandLines) {
   EXPECT_NE(GetParam().command.find(quoted), std::string::npos) << quoted;
 }
 
-INSTANTIATE_TEST_SUITE_P(UpdateChecker, FlashCommands, ::testing::ValuesIn(kCommands),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(UpdateChecker, FlashCommands, ::testing::ValuesIn(kCommands), byName);
 
 TEST(FlashCommands, ShellWordsAndBlessUsage) {
   sim::ShellWords w = sim::splitShellWords(R"(a "b c\"d\x" 'e $f' "$(g) `h`" i\ j $HOME)");

@@ -11,6 +11,8 @@
 
 #include "platform/system_log.h"
 #include "support/display_host.h"
+#include "support/param_names.h"
+#include "support/temp_dir.h"
 
 namespace tbt::test {
 namespace {
@@ -40,8 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
                       EscapeCase{"PrintableBounds", "\x1f \x7e\x7f", "\\x1f ~\\x7f"},
                       EscapeCase{"C1Bounds", "\xc2\x80\xc2\x9f\xc2\xa0", "\\xc2\\x80\\xc2\\x9f\xc2\xa0"},
                       EscapeCase{"SurrogateAndAboveMax", "\xed\xa0\x80\xf4\x90\x80\x80\xf4\x8f\xbf\xbf",
-                                 "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\xf4\x8f\xbf\xbf"}),
-    [](const auto& info) { return std::string(info.param.name); });
+                                 "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\xf4\x8f\xbf\xbf"}), byName);
 
 // The update checker's own runs, each with one hostile value in its input.
 struct InjectionCase {
@@ -59,14 +60,12 @@ constexpr const char* kEscaped = "x\\nSuccess\\x1b[2J";
 
 class LogInjection : public ::testing::TestWithParam<InjectionCase> {
  protected:
-  void SetUp() override { ASSERT_NE(mkdtemp(dir_), nullptr); }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  char dir_[32] = "/tmp/log_escape.XXXXXX";
+  const test::TempDir dir_;
 };
 
 TEST_P(LogInjection, LogsTheValueEscaped) {
   nlohmann::json document = defaultHostDocument();
-  const std::string dir = dir_;
+  const std::string& dir = dir_.path();
   GetParam().plant(document, dir);
   ScopedHost host(document.dump());
   const InjectionCase& c = GetParam();
@@ -98,8 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
                       },
                       {}, "", "CM ASN '", std::string(kEscaped) + "'"},
         InjectionCase{"ProgramDirectory", [](nlohmann::json&, const std::string&) {}, {"-a"}, kForged,
-                      "Set bless to flash using '/tmp/", std::string("/") + kEscaped + "'"}),
-    [](const auto& info) { return std::string(info.param.name); });
+                      "Set bless to flash using '/tmp/", std::string("/") + kEscaped + "'"}), byName);
 
 }  // namespace
 }  // namespace tbt::test

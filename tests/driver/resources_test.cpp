@@ -6,6 +6,7 @@
 #include <string>
 
 #include "driver/resources.h"
+#include "support/param_names.h"
 
 namespace tbt {
 namespace {
@@ -47,8 +48,7 @@ TEST_P(ProgramPath, FollowsTheStartPathOrTheExecutable) {
   EXPECT_EQ(programPathOf(c.startPath, probes), std::optional<std::string>(c.expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Resources, ProgramPath, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Resources, ProgramPath, ::testing::ValuesIn(kCases), test::byName);
 
 // The process's own probes: a bare name is this test program's real path.
 TEST(ProgramPath, BareNameOnThisProcess) {

@@ -9,6 +9,7 @@
 
 #include "support/display_host.h"
 #include "support/host_builder.h"
+#include "support/param_names.h"
 
 namespace tbt::test {
 namespace {
@@ -158,8 +159,7 @@ TEST_P(ResultCodes, ExitStatusAndReason) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(UpdateChecker, ResultCodes, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(UpdateChecker, ResultCodes, ::testing::ValuesIn(kCases), byName);
 
 // A failing variable tool stops the scheduling before the boot selection:
 // 16 in the update check, the raw shell status in backflash (whose exit

@@ -5,6 +5,7 @@
 
 #include "drom_fixtures.h"
 #include "platform/text.h"
+#include "support/param_names.h"
 
 namespace tbt {
 namespace {
@@ -132,8 +133,7 @@ TEST_P(ParseCases, ReportsWhatTheImageHolds) {
   EXPECT_EQ(parsed.drom.genericsCount(), c.generics);
 }
 
-INSTANTIATE_TEST_SUITE_P(Images, ParseCases, ::testing::ValuesIn(parseCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Images, ParseCases, ::testing::ValuesIn(parseCases()), test::byName);
 
 TEST(Parse, GenericCountCarriesOverToTheNextParse) {
   CapturedDROM twice(kOneOfEach);

@@ -7,6 +7,7 @@
 
 #include "cli/tbkit_run.h"
 #include "support/host_builder.h"
+#include "support/param_names.h"
 
 namespace tbt::cli {
 namespace {
@@ -79,8 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"noSwitchThere", {"eeprom", "read", "--route", "2", "--offset", "0", "--length", "1"}, 1, "",
                     "tbkit eeprom read: no EEPROM pins (DFT capability): 0xe00002d6 (time-out)\n"},
         CommandCase{"badData", {"eeprom", "write", "--route", "1", "--offset", "0", "--data", "xyz"}, 2, "",
-                    "tbkit eeprom write: --data: 'xyz' has an odd number of hex digits (see --help)\n"}),
-    [](const auto& info) { return std::string(info.param.name); });
+                    "tbkit eeprom write: --data: 'xyz' has an odd number of hex digits (see --help)\n"}), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

@@ -15,6 +15,7 @@
 #include "sim/nvm_mailbox_model.h"
 #include "sim/sim_host.h"
 #include "support/host_builder.h"
+#include "support/param_names.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
@@ -28,7 +29,6 @@ constexpr uint8_t kLinkController = 0x50;
 constexpr uint32_t kMailboxBase = kLinkController + 0x10;
 constexpr uint32_t kCommand = kMailboxBase + 156;
 constexpr uint32_t kByteCountController = 0x15478086, kShiftedCountController = 0x15678086;
-constexpr auto kByName = [](const auto& info) { return std::string(info.param.name); };
 
 // Byte a of the NVM image and of the EEPROM's first 0x200 bytes is pattern(a).
 uint8_t pattern(uint32_t address) { return static_cast<uint8_t>(address * 7 + 3); }
@@ -231,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, EepromWrap,
                          ::testing::Values(WrapCase{"plain", 2048, 0x100, {0x100, 0x101, 0x102}},
                                            WrapCase{"the16BitAddressWrapsTo0", 0x10000, 0xFFFF, {0xFFFF, 0, 1}},
                                            WrapCase{"aSmallPartIgnoresHighAddressBits", 2048, 0x0FFF, {0x7FF, 0, 1}}),
-                         kByName);
+                         test::byName);
 
 // Bit 0 of the byte at 0x80 reads wrong on the first read of the first
 // `flippedPairs` double reads; on failure the byte holds the last first read.
@@ -260,8 +260,7 @@ TEST_P(EepromDoubleRead, DisagreeingReadsAreRetriedTenTimes) {
 INSTANTIATE_TEST_SUITE_P(Cases, EepromDoubleRead,
                          ::testing::Values(FlipCase{"clean", 0, status::kSuccess, 2},
                                            FlipCase{"tenthPairAgrees", 9, status::kSuccess, 20},
-                                           FlipCase{"everyPairDisagrees", 10, status::kNotReadable, 20}),
-                         kByName);
+                                           FlipCase{"everyPairDisagrees", 10, status::kNotReadable, 20}), test::byName);
 
 // The pins are awaited at most 10000 reads, 100 us apart; a transaction
 // whose pins stay held fails without touching chip select.
@@ -296,7 +295,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, EepromOwnership,
                          ::testing::Values(OwnerCase{"free", 0, status::kSuccess, 2, 1},
                                            OwnerCase{"releasedAtTheLastPoll", 9999, status::kSuccess, 10001, 1},
                                            OwnerCase{"heldForever", -1, status::kExclusiveAccess, 10000, 0}),
-                         kByName);
+                         test::byName);
 
 TEST_F(Eeprom, AFailureWhileClockingIsOnlySeenByTheReadBack) {
   start();
@@ -343,8 +342,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RequestCase{"shiftedFullSetsBit30", kShiftedCountController, 0x1236, 16, 0xE0001234},
                       RequestCase{"shiftedShort", kShiftedCountController, 0x0100, 3, 0xAC000100},
                       RequestCase{"shiftedTenOverlapsTheOpcode", kShiftedCountController, 0x0100, 10, 0xA8000100},
-                      RequestCase{"countClampedTo16", 0x15688086, 0x0100, 20, 0xE0000100}),
-    kByName);
+                      RequestCase{"countClampedTo16", 0x15688086, 0x0100, 20, 0xE0000100}), test::byName);
 
 // 64 bytes are a chunk, 68 a chunk and a dword, 70 two bytes of another
 // dword more; without a link controller the EEPROM is read instead.
@@ -394,8 +392,7 @@ INSTANTIATE_TEST_SUITE_P(
                       OutcomeCase{"capabilityOneLonger", {.length = 157}, false, 8, status::kSuccess, 1},
                       OutcomeCase{"controllerReportsAnError", {}, true, 8, status::kNotReadable, 1},
                       OutcomeCase{"noImageToRead", {.nvm = false}, false, 8, status::kNotReadable, 1},
-                      OutcomeCase{"aLaterChunkReplacesAFailedOne", {}, true, 128, status::kSuccess, 2}),
-    kByName);
+                      OutcomeCase{"aLaterChunkReplacesAFailedOne", {}, true, 128, status::kSuccess, 2}), test::byName);
 
 // A mailbox that never completes is polled 10000 times, 10 us apart; its
 // error bit is judged before the lack of completion.
@@ -448,8 +445,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "DROM offset is zero for route 1! Aborting.\n"},
                       DromCase{"unreadable", {}, true, status::kDeviceError, "Could not get serial number\n"},
                       DromCase{"noDftCapability", {.dft = false}, false, status::kNotFound,
-                               "Could not get capability\n"}),
-    kByName);
+                               "Could not get capability\n"}), test::byName);
 
 }  // namespace
 }  // namespace tbt

@@ -3,6 +3,7 @@
 #include "kernel/config_space.h"
 #include "kernel/router_handle.h"
 #include "sim/faults.h"
+#include "support/param_names.h"
 #include "support/scoped_host.h"
 
 namespace tbt {
@@ -39,8 +40,7 @@ INSTANTIATE_TEST_SUITE_P(, ActualRoute,
                          ::testing::Values(RouteCase{"Plain", 0x301, status::kSuccess, 0x301},
                                            RouteCase{"Bit31Kept", 0x80000001, status::kSuccess, 0x80000001},
                                            RouteCase{"AllOnes", 0xFFFFFFFF, status::kSuccess, 0xFFFFFFFF},
-                                           RouteCase{"ReadFails", 0x301, status::kDeviceError, 42}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                                           RouteCase{"ReadFails", 0x301, status::kDeviceError, 42}), test::byName);
 
 }  // namespace
 }  // namespace tbt

@@ -5,6 +5,7 @@
 #include "kernel/config_space.h"
 #include "kernel/user_client.h"
 #include "platform/registry_keys.h"
+#include "support/param_names.h"
 #include "support/scoped_host.h"
 
 namespace tbt {
@@ -96,8 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
                       OpeningCase{"Fifteen", R"({"UID": "0xffffffffffffffff"})", 2, status::kSuccess, 15},
                       OpeningCase{"VersionOneOnly", R"({"UID": "0x3"})", 1, status::kSuccess, 3},
                       OpeningCase{"NoUID", R"({"UID": null})", 2, status::kGeneralFailure, 0},
-                      OpeningCase{"NoRouters", nullptr, 2, status::kNotFound, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
+                      OpeningCase{"NoRouters", nullptr, 2, status::kNotFound, 0}), test::byName);
 
 // The idle timer is a firing date that accesses push back; when it fires the
 // connection closes, and the next access reopens it through the stored

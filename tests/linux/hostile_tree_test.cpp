@@ -15,7 +15,9 @@
 
 #include "../cli/tbkit_run.h"
 #include "kernel/user_client_manager.h"
+#include "support/param_names.h"
 #include "support/scoped_linux_host.h"
+#include "support/temp_dir.h"
 
 namespace tbt::test {
 namespace {
@@ -27,29 +29,15 @@ using linux_host::Resolution;
 constexpr const char* kRegs = "/sys/kernel/debug/thunderbolt/0-1/regs";
 constexpr const char* kOutsideText = "outside\n";
 
-std::string slurp(const std::string& path) {
-  std::stringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
 // A fixture copy (root) beside a folder the tree must never reach (outside).
 struct Sandbox {
-  std::string base, root, outside;
+  const TempDir base;
+  const std::string root = base / "root", outside = base / "outside";
   Sandbox() {
-    std::string pattern = (fs::temp_directory_path() / "tbt-tree-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp");
-    base = pattern;
-    root = base + "/root";
-    outside = base + "/outside";
     fs::copy(std::string(TBT_FIXTURES_DIR) + "/linux/chain", root,
              fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     fs::create_directories(outside);
     std::ofstream(outside + "/regs") << kOutsideText;
-  }
-  ~Sandbox() {
-    std::error_code ignored;
-    fs::remove_all(base, ignored);
   }
   std::string regs() const { return root + kRegs; }
   void replaceRegs() const { fs::remove(regs()); }
@@ -75,7 +63,7 @@ TEST_P(CraftedTree, ResolvesInsideTheRootAndOpensOnlyRegularFiles) {
   if (c.error == 0) {
     EXPECT_NE(text.find("0x0009"), std::string::npos) << "the linked-to register file";
   }
-  EXPECT_EQ(slurp(box.outside + "/regs"), kOutsideText) << "nothing outside the root is written";
+  EXPECT_EQ(readFile(box.outside + "/regs"), kOutsideText) << "nothing outside the root is written";
 }
 
 bool link(const std::string& target, const std::string& at) {
@@ -167,7 +155,7 @@ TEST_P(CopiedTree, IsASnapshot) {
   const CopyCase& c = GetParam();
   Sandbox box;
   if (c.craft) c.craft(box);
-  const std::string before = fs::is_regular_file(box.regs()) ? slurp(box.regs()) : "";
+  const std::string before = fs::is_regular_file(box.regs()) ? readFile(box.regs()) : "";
   std::vector<std::string> args;
   for (std::string a : c.args) {
     if (size_t at = a.find("ROOT"); at != std::string::npos) a.replace(at, 4, box.root);
@@ -179,7 +167,7 @@ TEST_P(CopiedTree, IsASnapshot) {
   EXPECT_EQ(o.status, c.status);
   EXPECT_EQ(o.err, err);
   if (fs::is_regular_file(box.regs())) {
-    EXPECT_EQ(slurp(box.regs()), before) << "the copy is never written";
+    EXPECT_EQ(readFile(box.regs()), before) << "the copy is never written";
   }
 }
 
@@ -215,8 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
                  [](const Sandbox& b) { b.replaceRegs(), ::mkfifo(b.regs().c_str(), 0600); },
                  {"read", "--host=linux:ROOT", "--route", "0x1", "--space", "device", "--index", "0"},
                  1,
-                 "tbkit read: reading index 0x0: 0xe00002ce (not readable)\n"}),
-    [](const ::testing::TestParamInfo<CopyCase>& info) { return std::string(info.param.name); });
+                 "tbkit read: reading index 0x0: 0xe00002ce (not readable)\n"}), byName);
 
 TEST(CopiedTree, RunsNoCommand) {
   ScopedLinuxHost host;

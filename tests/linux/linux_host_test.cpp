@@ -17,6 +17,7 @@
 #include "kernel/user_client_manager.h"
 #include "platform/host_probes.h"
 #include "platform/registry_helpers.h"
+#include "support/param_names.h"
 #include "support/scoped_host.h"
 #include "support/scoped_linux_host.h"
 
@@ -58,8 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         SwitchCase{"HostRouterUidCarriesDomain", 0x0, 0, 0x33205d7c0b1e40, 0x8087, 0x9a1f, 0x20, 0x0, 0x9a1f},
         SwitchCase{"DockHexAttributes", 0x1, 1, 0xd45f2f9db08200, 0x16b, 0x9010, 0x56, 0x81, 0x15ef},
         SwitchCase{"DisplayDecimalAttributesNoNvmVersion", 0x301, 2, 0x1d15b00a1c302, 1, 0x8002, std::nullopt,
-                   std::nullopt, 0x1547}),
-    [](const ::testing::TestParamInfo<SwitchCase>& info) { return std::string(info.param.name); });
+                   std::nullopt, 0x1547}), byName);
 
 TEST(LinuxRegistry, OnlyRoutersBecomeSwitchesAndPeersAreLinks) {
   ScopedLinuxHost host;
@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(HostFacts{"LidClosed", "state:      closed\n", "/dev/sda1 / ext4 rw 0 0\n", true, "sda1"},
                       HostFacts{"RootMountedTwice", "state:      open\n",
                                 "/dev/sda1 / ext4 rw 0 0\n/dev/nvme0n1p3 / btrfs rw 0 0\n", false, "nvme0n1p3"}),
-    [](const ::testing::TestParamInfo<HostFacts>& info) { return std::string(info.param.name); });
+    byName);
 
 // Adapter folders are "port" and a number from 1 to 63 without a leading
 // zero; the registers of adapter 63 read as any other adapter's.
@@ -168,8 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ReadCase{"NoCountersFile", 0x1, 10, 3, 0, status::kUnsupported, 0},
                       ReadCase{"DeviceSpaceOfAnAdapter", 0x1, 3, 2, 0, status::kUnsupported, 0},
                       ReadCase{"NoAdapterFolder", 0x1, 2, 1, 0, status::kNotFound, 0},
-                      ReadCase{"NoRouterFolder", 0x5, 0, 2, 0, status::kNotFound, 0}),
-    [](const ::testing::TestParamInfo<ReadCase>& info) { return std::string(info.param.name); });
+                      ReadCase{"NoRouterFolder", 0x5, 0, 2, 0, status::kNotFound, 0}), byName);
 
 TEST(LinuxReads, PermissionDeniedIsNotPermitted) {
   ScopedLinuxHost host("chain", {{"0-1/port10/regs", EACCES}});
@@ -251,7 +250,7 @@ INSTANTIATE_TEST_SUITE_P(
         ReadBackCase{"Counter", "0-1/port10/counters", 10, 3, 0x0, 0xffff, false,
                      "# offset relative_offset counter_id value\n0x0000    0 0x00 0x00000000\n", status::kSuccess},
         ReadBackCase{"UnparsableFile", "0-1/port10/counters", 10, 3, 0x0, 0, false, "garbage\n", status::kNotWritable}),
-    [](const ::testing::TestParamInfo<ReadBackCase>& info) { return std::string(info.param.name); });
+    byName);
 
 TEST(LinuxWrites, ReadOnlyFileWritesNothing) {
   ScopedLinuxHost host("chain", {}, [](const std::string& root) {

@@ -8,6 +8,7 @@
 
 #include "linux/debugfs_text.h"
 #include "linux/sysfs_tree.h"
+#include "support/param_names.h"
 
 namespace tbt::linux_host {
 namespace {
@@ -62,8 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
                  status::kSuccess, 1},
         LineCase{"MalformedLinesSkipped", "0x0003 three\n0x0004 4 0x00 0x00 0xzz\nx 0x0005\n0x0006 6 0 0 0x7\n", 6,
                  status::kSuccess, 7},
-        LineCase{"ValueTooWide", "0x0001 1 0x00 0x00 0x100000000\n", 1, status::kUnsupported, 0}),
-    [](const ::testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
+        LineCase{"ValueTooWide", "0x0001 1 0x00 0x00 0x100000000\n", 1, status::kUnsupported, 0}), test::byName);
 
 TEST(WriteText, LinesAreHexAndChunksEndOnLineBoundaries) {
   const uint32_t octal[] = {010};
@@ -119,8 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
                       NameCase{"Service", "0-1.1", false, 0, 0, 0}, NameCase{"EmptyHop", "0-100", false, 0, 0, 0},
                       NameCase{"AdapterAbove63", "0-40", false, 0, 0, 0},
                       NameCase{"UpperCase", "0-B01", false, 0, 0, 0},
-                      NameCase{"RouteTooLong", "0-01010101010101010", false, 0, 0, 0}),
-    [](const ::testing::TestParamInfo<NameCase>& info) { return std::string(info.param.name); });
+                      NameCase{"RouteTooLong", "0-01010101010101010", false, 0, 0, 0}), test::byName);
 
 // The well-formed hex, decimal, UID and version forms are read back by the
 // Linux backend's switch table; here the forms it must refuse.

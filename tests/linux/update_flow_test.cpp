@@ -10,6 +10,7 @@
 
 #include "driver/result_code.h"
 #include "driver/update_check.h"
+#include "support/param_names.h"
 #include "support/scoped_linux_host.h"
 
 namespace tbt::test {
@@ -57,8 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FlowCase{"CopiedTree",
                                linux_host::TreeKind::kCopy,
                                {"Could not recover UID (0xe00002e2)\n",
-                                "is a copy of a host: nothing is written to it"}}),
-    [](const ::testing::TestParamInfo<FlowCase>& info) { return std::string(info.param.name); });
+                                "is a copy of a host: nothing is written to it"}}), byName);
 
 }  // namespace
 }  // namespace tbt::test

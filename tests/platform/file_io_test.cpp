@@ -14,6 +14,8 @@
 #include "platform/file_writer.h"
 #include "platform/plist.h"
 #include "platform/text.h"
+#include "support/temp_dir.h"
+#include "support/param_names.h"
 
 namespace tbt {
 namespace {
@@ -23,16 +25,12 @@ namespace fs = std::filesystem;
 class FileTest : public testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "tbt-files-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
-    fs::create_directory(dir_ / "folder");
+    fs::create_directory(path("folder"));
   }
-  void TearDown() override { fs::remove_all(dir_); }
 
  public:
-  std::string path(const std::string& name) const { return (dir_ / name).string(); }
+  std::string path(const std::string& name) const { return temp_ / name; }
   static std::string contents(const std::string& file) {
     std::string text;
     EXPECT_EQ(readRegularFile(file, 1 << 20, text), "");
@@ -40,7 +38,8 @@ class FileTest : public testing::Test {
   }
 
  protected:
-  fs::path dir_;
+  const test::TempDir temp_;
+  const fs::path dir_ = temp_.path();
 };
 
 struct SpecialInput {
@@ -69,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(, SpecialInputs,
                                          SpecialInput{"Device", "/dev/zero", "not a regular file"},
                                          SpecialInput{"Folder", "folder", "Is a directory"},
                                          SpecialInput{"Missing", "missing", "No such file or directory"}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         test::byName);
 
 // A file of exactly the limit is read whole; one byte more is refused.
 TEST_F(FileTest, SizeLimit) {
@@ -188,34 +187,23 @@ INSTANTIATE_TEST_SUITE_P(
         OutputTarget{"Folder", [](FileTest& t) { return t.path("folder"); }, "Is a directory",
                      [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISDIR(modeOf(f))); }},
         OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },
-                     "No such file or directory", [](FileTest&, const std::string&) {}}),
-    [](const auto& info) { return std::string(info.param.name); });
+                     "No such file or directory", [](FileTest&, const std::string&) {}}), test::byName);
 
-TEST_F(FileTest, StandardOutputOnAFullDiskFails) {
-  std::fflush(stdout);
-  const int saved = ::dup(STDOUT_FILENO);
-  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
-  ASSERT_GE(full, 0);
-  ::dup2(full, STDOUT_FILENO);
-  const std::string error = writeFileSafely("-", std::string_view("new"));
-  ::dup2(saved, STDOUT_FILENO);
-  ::close(saved);
-  ::close(full);
-  EXPECT_EQ(error, "cannot write standard output: No space left on device");
-}
-
+// "-" is standard output, written in place; a full disk there is an error.
 TEST_F(FileTest, DashIsStandardOutput) {
-  const std::string captured = path("stdout");
-  std::fflush(stdout);
-  const int saved = ::dup(STDOUT_FILENO);
-  std::FILE* f = std::fopen(captured.c_str(), "w");
-  ::dup2(::fileno(f), STDOUT_FILENO);
-  const std::string error = writeFileSafely("-", std::string_view("new"));
-  ::dup2(saved, STDOUT_FILENO);
-  ::close(saved);
-  std::fclose(f);
-  EXPECT_EQ(error, "");
-  EXPECT_EQ(contents(captured), "new");
+  for (const auto& [file, error] : {std::pair<std::string, std::string>{path("stdout"), ""},
+                                    {"/dev/full", "cannot write standard output: No space left on device"}}) {
+    std::fflush(stdout);
+    const int saved = ::dup(STDOUT_FILENO);
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0);
+    ::dup2(fd, STDOUT_FILENO);
+    EXPECT_EQ(writeFileSafely("-", std::string_view("new")), error);
+    ::dup2(saved, STDOUT_FILENO);
+    ::close(saved);
+    ::close(fd);
+  }
+  EXPECT_EQ(contents(path("stdout")), "new");
   EXPECT_FALSE(fs::exists("-"));
 }
 

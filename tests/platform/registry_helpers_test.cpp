@@ -4,6 +4,7 @@
 
 #include "platform/host_probes.h"
 #include "platform/registry_helpers.h"
+#include "support/param_names.h"
 #include "support/scoped_host.h"
 
 namespace tbt {
@@ -92,8 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ProbeCase{"StateUnknown", R"({"batteries": [{}]})", false, false},
                       ProbeCase{"LidClosed", R"({"lid-closed": true})", true, true},
                       ProbeCase{"LidOpen", R"({"lid-closed": false})", true, false},
-                      ProbeCase{"BootDisk", R"({"boot-disk": "disk1s2"})", true, false, "disk1s2"}),
-    [](const auto& info) { return std::string(info.param.name); });
+                      ProbeCase{"BootDisk", R"({"boot-disk": "disk1s2"})", true, false, "disk1s2"}), test::byName);
 
 }  // namespace
 }  // namespace tbt

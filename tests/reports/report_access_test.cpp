@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/faults.h"
+#include "support/param_names.h"
 #include "support/topology_builder.h"
 #include "toolkit/remote_router_handle.h"
 #include "toolkit/utilities.h"
@@ -64,8 +65,7 @@ TEST_P(LcMemoryDump, ThroughTheWindow) {
   EXPECT_EQ(text.substr(text.size() - std::string(c.tail).size()), c.tail);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, LcMemoryDump, ::testing::ValuesIn(kDumps),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, LcMemoryDump, ::testing::ValuesIn(kDumps), test::byName);
 
 TEST(LcMemoryDump, ControllersWithoutTheWindowPrintNothing) {
   nlohmann::json host = nlohmann::json::parse(test::goldenFile("reports/link_controller.json"));
@@ -115,8 +115,7 @@ TEST_P(Descent, ChildRoutesUseTheLowestFreeRouteByte) {
 
 INSTANTIATE_TEST_SUITE_P(Routes, Descent,
                          ::testing::Values(DescentCase{"SixBytesUsed", kSixHops, true, false},
-                                           DescentCase{"AllSevenBytesUsed", kSevenHops, true, true}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                                           DescentCase{"AllSevenBytesUsed", kSevenHops, true, true}), test::byName);
 
 // Router A of the rich host, reached through the link controller of router
 // 0x1, reads as the same router reached by route.
@@ -198,8 +197,7 @@ TEST_P(PortNames, Named) {
   EXPECT_NE(text.find(c.text), std::string::npos) << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, PortNames, ::testing::ValuesIn(kNames),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Values, PortNames, ::testing::ValuesIn(kNames), test::byName);
 
 }  // namespace
 }  // namespace tbt

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/faults.h"
+#include "support/param_names.h"
 #include "support/topology_builder.h"
 #include "toolkit/remote_router_handle.h"
 #include "toolkit/utilities.h"
@@ -135,8 +136,7 @@ TEST_P(ReportEdge, Text) {
   for (const auto& [piece, times] : c.expect) EXPECT_EQ(occurrences(text, piece), times) << piece << "\n" << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ReportEdge, ::testing::ValuesIn(kEdgeCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, ReportEdge, ::testing::ValuesIn(kEdgeCases), test::byName);
 
 }  // namespace
 }  // namespace tbt

@@ -1,7 +1,6 @@
 // Host-file validation and saving; how a file is safely read or written is
 // the file layer's own test.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +10,8 @@
 #include "sim/host_loader.h"
 #include "sim/json_document.h"
 #include "sim/sim_platform.h"
+#include "support/param_names.h"
+#include "support/temp_dir.h"
 
 namespace tbt::sim {
 namespace {
@@ -117,8 +118,7 @@ TEST_P(BadHostTest, IsRefusedWithOneLineNamingTheKey) {
   EXPECT_EQ(error, GetParam().error);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, BadHostTest, testing::ValuesIn(kBadHosts),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Table, BadHostTest, testing::ValuesIn(kBadHosts), test::byName);
 
 // text nested levels deep: open + (text) + close, levels times over.
 std::string nested(const std::string& open, const std::string& inner, const std::string& close, size_t levels) {
@@ -242,8 +242,7 @@ const ManyMembers kManyMembers[] = {
      R"(controllers[0].routers[0].device-space.0x400: expected a number (a JSON integer or a "0x..." string))"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, ManyMembersTest, testing::ValuesIn(kManyMembers),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, ManyMembersTest, testing::ValuesIn(kManyMembers), test::byName);
 
 // What one host holds at most, sat on: controllers, routers, adapters and
 // the values of a document for its size.
@@ -324,8 +323,7 @@ const HostLimit kHostLimits[] = {
      textf("[%zu]: more than %zu values", mostZeros(), maxJsonValues(2 * (mostZeros() + 1) + 1)) + kValues},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, HostLimitTest, testing::ValuesIn(kHostLimits),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Rows, HostLimitTest, testing::ValuesIn(kHostLimits), test::byName);
 
 TEST(HostFile, MalformedJsonIsOneLine) {
   std::string error;
@@ -335,8 +333,8 @@ TEST(HostFile, MalformedJsonIsOneLine) {
 }
 
 TEST(HostFile, FileErrorsNameTheFileAndTheReason) {
-  const std::string dir = testing::TempDir() + textf("host-files-%d", static_cast<int>(getpid()));
-  std::filesystem::create_directories(dir);
+  const test::TempDir temp;
+  const std::string& dir = temp.path();
   std::ofstream(dir + "/bad.json") << R"({"lid-closed": "no"})";
   std::ofstream(dir + "/huge.json").close();
   std::filesystem::resize_file(dir + "/huge.json", (16u << 20) + 1);
@@ -350,7 +348,6 @@ TEST(HostFile, FileErrorsNameTheFileAndTheReason) {
     EXPECT_EQ(loadHostFile(dir + name, &error), nullptr);
     EXPECT_EQ(error, dir + name + reason);
   }
-  std::filesystem::remove_all(dir);
 }
 
 TEST(HostFile, DerivesDeviceSpaceDword1WhenNotGiven) {
@@ -367,14 +364,8 @@ TEST(HostFile, DerivesDeviceSpaceDword1WhenNotGiven) {
   EXPECT_EQ(p->sim().peek(0, 0x1, 1, 1, 2), 1u);
 }
 
-class SaveTest : public testing::Test {
- protected:
-  std::filesystem::path dir_ = std::filesystem::temp_directory_path() / ("sim_save_" + std::to_string(getpid()));
-  void SetUp() override { std::filesystem::create_directories(dir_); }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-};
-
-TEST_F(SaveTest, RoundTripKeepsVariablesAndMemories) {
+TEST(HostFile, SaveRoundTripKeepsVariablesAndMemories) {
+  const test::TempDir dir;
   auto p = loadHost(R"({"nvram": {"tbt-options": "%04", "keep": "text"},
                         "controllers": [{"routers": [{"route": 0,
                           "eeprom": {"size": 64, "bytes": {"0x10": "c0ffee"}},
@@ -389,7 +380,7 @@ TEST_F(SaveTest, RoundTripKeepsVariablesAndMemories) {
   r.nvm()->write(0x80, 0x22);
   r.lcMemory().write(9, 0xabcdef01);
 
-  std::string path = (dir_ / "host.json").string(), error;
+  std::string path = dir / "host.json", error;
   ASSERT_TRUE(saveHostFile(hw, path, &error)) << error;
   auto again = loadHostFile(path, &error);
   ASSERT_NE(again, nullptr) << error;
@@ -401,7 +392,7 @@ TEST_F(SaveTest, RoundTripKeepsVariablesAndMemories) {
   EXPECT_EQ(r2.lcMemory().words(), r.lcMemory().words());
   EXPECT_EQ(hostJson(again->sim()), hostJson(hw));
   EXPECT_NE(hostJson(hw).find(R"("added": "%ff%25")"), std::string::npos) << "values keep the %-notation";
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), {}), 1);  // no temporary left
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);  // no temporary left
 }
 
 }  // namespace

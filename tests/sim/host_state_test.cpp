@@ -12,6 +12,7 @@
 
 #include "sim/boot_firmware.h"
 #include "support/display_host.h"
+#include "support/temp_dir.h"
 
 namespace tbt::sim {
 namespace {
@@ -20,10 +21,8 @@ namespace fs = std::filesystem;
 
 class HostStateTest : public testing::TestWithParam<const char*> {
  protected:
-  HostStateTest() : dir_(mkdtemp(pattern_)) {}
-  ~HostStateTest() override { fs::remove_all(dir_); }
-  char pattern_[32] = "/tmp/host_state.XXXXXX";
-  std::string dir_;
+  const test::TempDir temp_;
+  const std::string& dir_ = temp_.path();
 };
 
 // A run changes everything a host remembers; saving and loading gives the same host.
@@ -115,8 +114,8 @@ TEST(BootFirmwareTest, Options) {
 
 // A display newer than the payloads keeps its firmware unless the options force it.
 TEST(BootFirmwareTest, OnlyAForcedFlashGoesBack) {
-  char pattern[] = "/tmp/boot_fw.XXXXXX";
-  const std::string dir = mkdtemp(pattern);
+  const test::TempDir temp;
+  const std::string& dir = temp.path();
   std::ofstream(dir + "/Panel-26-02.bin") << "switch";
   std::ofstream(dir + "/PortMc-em-00020007.bin") << "micro";
   for (const char* force : {"", " -f"}) {

@@ -5,6 +5,7 @@
 #include <cctype>
 
 #include "sim/sim_platform.h"
+#include "support/param_names.h"
 
 namespace tbt::sim {
 namespace {
@@ -32,8 +33,7 @@ INSTANTIATE_TEST_SUITE_P(Table, NvramSet,
                                          NvramCase{"TrailingPercent", "nvram v=100%", "100%"},
                                          NvramCase{"NotHex", "nvram v=%4g", "%4g"},
                                          NvramCase{"Quoted", "nvram v=\"a b\"", "a b"},
-                                         NvramCase{"Empty", "nvram v=", ""}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                                         NvramCase{"Empty", "nvram v=", ""}), test::byName);
 
 TEST(Shell, NvramPrintDeleteAndErrors) {
   auto p = loadEmpty();

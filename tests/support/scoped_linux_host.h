@@ -8,7 +8,6 @@
 //   tbt::test::ScopedLinuxHost host("chain", {{"0-1/port10/path", EACCES}});
 //   host.files().readsOf(host.debugfs("0-1/regs"));
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -24,6 +23,7 @@
 #include "linux/linux_platform.h"
 #include "platform/platform.h"
 #include "platform/text.h"
+#include "support/temp_dir.h"
 
 namespace tbt::test {
 
@@ -95,9 +95,6 @@ class ScopedLinuxHost {
   explicit ScopedLinuxHost(const std::string& fixture = "chain", const std::map<std::string, int>& failures = {},
                            const std::function<void(const std::string& root)>& prepare = nullptr,
                            linux_host::TreeKind kind = linux_host::TreeKind::kCopy) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tbt-linux-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp");
-    root_ = pattern;
     std::filesystem::copy(std::string(TBT_FIXTURES_DIR) + "/linux/" + fixture, root_,
                           std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
     if (prepare) prepare(root_);
@@ -110,11 +107,7 @@ class ScopedLinuxHost {
     platform_ = opened.get();
     previous_ = installPlatform(std::move(opened));
   }
-  ~ScopedLinuxHost() {
-    installPlatform(std::move(previous_));
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-  }
+  ~ScopedLinuxHost() { installPlatform(std::move(previous_)); }
   ScopedLinuxHost(const ScopedLinuxHost&) = delete;
   ScopedLinuxHost& operator=(const ScopedLinuxHost&) = delete;
 
@@ -129,7 +122,8 @@ class ScopedLinuxHost {
   linux_host::LinuxPlatform& platform() { return *platform_; }
 
  private:
-  std::string root_;
+  const TempDir temp_;
+  const std::string root_ = temp_.path();
   CountingFiles* files_ = nullptr;
   linux_host::LinuxPlatform* platform_ = nullptr;
   std::unique_ptr<Platform> previous_;

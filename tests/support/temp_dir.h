@@ -1,9 +1,11 @@
 #pragma once
 // A fresh folder of one test's own below the system's temporary folder,
-// removed with everything in it when the test ends.
+// removed with everything in it when the test ends; and reading a file whole.
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -30,5 +32,11 @@ class TempDir {
  private:
   std::string path_;
 };
+
+/// A file's whole content ("" when it cannot be read).
+inline std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 }  // namespace tbt::test

@@ -5,6 +5,7 @@
 
 #include "kernel/config_space.h"
 #include "sim/faults.h"
+#include "support/param_names.h"
 #include "support/scoped_host.h"
 #include "toolkit/capability_search.h"
 #include "toolkit/utilities.h"
@@ -116,8 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
         WalkCase{"OtherControllerKeepsItsPointer", kPortSpace, unreadableStart(0x15498086, kDPOutAdapterType), 5u,
                  kId7, kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}},
         WalkCase{"OtherAdapterKeepsItsPointer", kPortSpace, unreadableStart(0x151A8086, kDPInAdapterType), 5u, kId7,
-                 kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}}),
-    [](const auto& info) { return std::string(info.param.name); });
+                 kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}}), test::byName);
 
 TEST(WalkCapabilities, VisitsEveryCapabilityInChainOrder) {
   ScopedHost host(hostWithRouters({0x0, 0x1}).dump());

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "support/param_names.h"
 #include "support/topology_builder.h"
 #include "toolkit/utilities.h"
 
@@ -84,8 +85,7 @@ TEST_P(PathsReport, OneController) {
             std::string("Router ID 0 - Thunderbolt Paths:\n\n") + GetParam().lines + "\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, PathsReport, ::testing::ValuesIn(kPathCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, PathsReport, ::testing::ValuesIn(kPathCases), test::byName);
 
 }  // namespace
 }  // namespace tbt

@@ -6,6 +6,7 @@
 #include "kernel/config_space.h"
 #include "sim/config_bridge_model.h"
 #include "sim/faults.h"
+#include "support/param_names.h"
 #include "support/topology_builder.h"
 #include "toolkit/remote_router_handle.h"
 #include "toolkit/utilities.h"
@@ -81,8 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Bridges, RemoteRoundTrip,
                                            RoundTrip{"CommandForm", {1}, false, 0xb0b0b0b0},
                                            RoundTrip{"TwoLevelsOfParents", {0, 0}, false, 0xc0c0c0c0},
                                            RoundTrip{"DirectFormByRoute", {0}, true, 0xa0a0a0a0},
-                                           RoundTrip{"CommandFormByRoute", {1}, true, 0xb0b0b0b0}),
-                         [](const ::testing::TestParamInfo<RoundTrip>& info) { return info.param.name; });
+                                           RoundTrip{"CommandFormByRoute", {1}, true, 0xb0b0b0b0}), test::byName);
 
 // A chain is at most as deep as a route has hops. Up to that depth a chain
 // below far router C is set up level by level and fails where nothing
