@@ -86,6 +86,8 @@ INSTANTIATE_TEST_SUITE_P(
         LimitCase{"ReadPastTheEnd", {"read", "--route", "1", "--space", "device", "--index", "0x1ff0", "--count",
                                      "17", kRich}, 2, "",
                   "tbkit read: --count: at most 0x10 from --index 0x1ff0" + kSpace},
+        LimitCase{"ReadNothing", {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0", kRich},
+                  2, "", "tbkit read: --count: must be at least 1 (see --help)\n"},
         LimitCase{"ReadLastIndex", {"read", "--route", "1", "--space", "port", "--index", "0x1fff", kRich}, 0,
                   "0x1fff: 0x00000000\n", ""},
         LimitCase{"ReadIndexPastTheEnd", {"read", "--route", "1", "--space", "port", "--index", "0x2000", kRich}, 2,

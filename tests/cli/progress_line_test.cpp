@@ -12,7 +12,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "cli/progress_line.h"
@@ -88,50 +87,41 @@ TEST(ProgressLineDrawing, NeverDrawnWritesNothing) {
 
 // ---- tbkit with standard error on a pseudo-terminal ----
 
-// Runs tbkit's main in a child whose standard output is a file and whose
-// standard error is errFd; returns the exit status.
-int runChild(std::vector<std::string> args, int outFd, int errFd) {
+// Runs tbkit's main in a child whose standard error is a new
+// pseudo-terminal and whose standard output is outFd (or the same terminal
+// when outFd is -1); the screen is read here until the child has gone. No
+// thread runs beside the fork, so a child never inherits a lock held.
+struct TerminalRun {
+  int status = -1;
+  std::string screen;
+};
+
+TerminalRun runOnTerminal(std::vector<std::string> args, int outFd) {
+  TerminalRun run;
+  const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) return run;
+  const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+  if (slave < 0) return run;
   std::fflush(nullptr);
   const pid_t child = ::fork();
   if (child == 0) {
-    ::dup2(outFd, STDOUT_FILENO);
-    ::dup2(errFd, STDERR_FILENO);
+    ::close(master);
+    ::dup2(outFd >= 0 ? outFd : slave, STDOUT_FILENO);
+    ::dup2(slave, STDERR_FILENO);
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
     ::_exit(tbkitMain(static_cast<int>(args.size()), argv.data()));
   }
+  ::close(slave);
+  char buffer[4096];
+  // The read fails (EIO) once the child, the last holder of the terminal's other side, is gone.
+  for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;) run.screen.append(buffer, static_cast<size_t>(n));
+  ::close(master);
   int status = 0;
-  return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  if (child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status)) run.status = WEXITSTATUS(status);
+  return run;
 }
-
-// A pseudo-terminal whose screen a thread reads while the child writes.
-struct Terminal {
-  int master = -1;
-  int slave = -1;
-  std::string screen;
-  std::thread reader;
-  Terminal() {
-    master = ::posix_openpt(O_RDWR | O_NOCTTY);
-    if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) return;
-    slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-    reader = std::thread([this] {
-      char buffer[4096];
-      for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;) screen.append(buffer, static_cast<size_t>(n));
-    });
-  }
-  ~Terminal() {
-    drain();
-    if (master >= 0) ::close(master);
-  }
-  // What the child wrote: read until the last writer's side is closed.
-  std::string drain() {
-    if (slave >= 0) ::close(slave);
-    slave = -1;
-    if (reader.joinable()) reader.join();
-    return screen;
-  }
-};
 
 const std::string kRich = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
 
@@ -173,13 +163,12 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   ASSERT_FALSE(test::readFile(piped).empty());
 
   // On a terminal: one line drawn in place from 0 done, erased at the end.
-  Terminal terminal;
-  ASSERT_GE(terminal.slave, 0);
   const std::string shown = dir / "shown.txt";
   out = ::open(shown.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  EXPECT_EQ(runChild(args, out, terminal.slave), 0);
+  const TerminalRun drawn = runOnTerminal(args, out);
   ::close(out);
-  const std::string screen = terminal.drain();
+  EXPECT_EQ(drawn.status, 0);
+  const std::string& screen = drawn.screen;
   EXPECT_EQ(screen.rfind(std::string("\r0") + c.counted, 0), 0u) << screen;
   EXPECT_NE(screen.find("elapsed, -:-- left\033[K"), std::string::npos) << screen;
   EXPECT_TRUE(screen.ends_with("\033[K\r\033[K")) << screen;
@@ -187,14 +176,13 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   EXPECT_EQ(test::readFile(shown), test::readFile(piped));
 
   // --quiet on a terminal: nothing.
-  Terminal quietTerminal;
-  ASSERT_GE(quietTerminal.slave, 0);
   const std::string quiet = dir / "quiet.txt";
   args.push_back("--quiet");
   out = ::open(quiet.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  EXPECT_EQ(runChild(args, out, quietTerminal.slave), 0);
+  const TerminalRun quieted = runOnTerminal(args, out);
   ::close(out);
-  EXPECT_EQ(quietTerminal.drain(), "");
+  EXPECT_EQ(quieted.status, 0);
+  EXPECT_EQ(quieted.screen, "");
   EXPECT_EQ(test::readFile(quiet), test::readFile(piped));
 }
 
@@ -203,12 +191,10 @@ INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongComman
 // A report whose output is the same terminal shows its progress by its own
 // lines: no line is drawn over them.
 TEST(LongCommandsOnTheTerminal, AReportWritingToTheTerminalDrawsNoLine) {
-  Terminal terminal;
-  ASSERT_GE(terminal.slave, 0);
-  EXPECT_EQ(runChild({"tbkit", "report", "all", "--host=sim"}, terminal.slave, terminal.slave), 0);
-  const std::string screen = terminal.drain();
-  EXPECT_NE(screen.find("Router ID 0:"), std::string::npos);
-  EXPECT_EQ(screen.find("\033[K"), std::string::npos);
+  const TerminalRun run = runOnTerminal({"tbkit", "report", "all", "--host=sim"}, -1);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_NE(run.screen.find("Router ID 0:"), std::string::npos);
+  EXPECT_EQ(run.screen.find("\033[K"), std::string::npos);
 }
 
 }  // namespace

@@ -127,6 +127,16 @@ TEST_F(RehearsalTest, RestartOptionRestartsAtTheEndOfTheRun) {
   EXPECT_FALSE(doc().value("restart-requested", false));
 }
 
+// A boot selection without the update options runs nothing, and stays registered.
+TEST_F(RehearsalTest, SelectionWithoutOptionsIsNotRun) {
+  ASSERT_EQ(check({"-a", "--save-host"}), 0) << err_;
+  edit([](json& d) { d["nvram"].erase("tbt-options"); });
+  EXPECT_EQ(restart().out, "simulated host restarted (restart 1)\nboot firmware: nothing scheduled\n"
+                           "saved the simulated host to " + file_ + "\n");
+  EXPECT_EQ(rom(0x1), "0x24");
+  EXPECT_TRUE(doc().contains("boot-selection"));
+}
+
 TEST_F(RehearsalTest, RestartWithNothingScheduledOnlyCounts) {
   json before = doc();
   Outcome restarted = restart();

@@ -147,6 +147,22 @@ TEST_P(Diff, NamesWhatDiffers) {
 INSTANTIATE_TEST_SUITE_P(Pairs, Diff, ::testing::ValuesIn(kCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// Values from outside reach the terminal escaped; a word both sides list on
+// its own is compared once.
+TEST(DiffOutput, EscapesHostValuesAndShowsEachWordOnce) {
+  const test::TempDir folder;
+  const std::string a = folder / "a\x1b[31m.json", b = folder / "b.json";
+  ASSERT_EQ(tbkit({"capture", "--host=sim", "-o", a}).status, 0);
+  std::ifstream in(a);
+  json host = json::parse(in);
+  routerAt(host, "0x301")["device-space"]["0x44"] = "0x00000003";
+  std::ofstream(b) << host.dump();
+  const Outcome o = tbkit({"diff", a, b});
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out.find('\x1b'), std::string::npos) << o.out;
+  EXPECT_EQ(o.out.find("+   044:"), o.out.rfind("+   044:")) << o.out;
+}
+
 TEST(DiffUsage, RefusesWhatItCannotCompare) {
   struct Row {
     std::vector<std::string> args;
