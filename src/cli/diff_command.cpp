@@ -278,7 +278,7 @@ const OptionSpec kDiffOptions[] = {
     {.name = "ignore",
      .valueName = "WHAT",
      .help = "leave out: counters (the counter spaces), time (fields of clocks and time stamps), errors (error "
-             "counts), or a field by the name the reports give it; repeatable",
+             "counts), or a field by the name the reports give it",
      .repeatable = true},
     kJsonOption,
 };
