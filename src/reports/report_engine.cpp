@@ -183,11 +183,15 @@ class FieldNamer {
   // closing parenthesis, without the "=" or "0x" before the value.
   static std::string_view lastWords(std::string_view text) {
     text = trim(text);
-    for (std::string_view tail : {std::string_view("0x"), std::string_view("="), std::string_view(":"),
-                                  std::string_view("(")}) {
-      if (text.ends_with(tail)) text = trim(text.substr(0, text.size() - tail.size()));
+    // "= 0x", "=", ":", "(": whatever stands between the words and the value, in any order.
+    for (bool stripped = true; stripped;) {
+      stripped = false;
+      for (std::string_view tail : {"0x", "=", ":", "("})
+        if (text.ends_with(tail)) {
+          text = trim(text.substr(0, text.size() - tail.size()));
+          stripped = true;
+        }
     }
-    if (text.ends_with('=')) text = trim(text.substr(0, text.size() - 1));
     size_t start = 0;
     const size_t blanks = text.rfind("  ");
     if (blanks != std::string_view::npos) start = blanks + 2;
