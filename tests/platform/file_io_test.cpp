@@ -90,13 +90,16 @@ TEST(PropertyListFile, ManyKeysParseInLinearTime) {
   EXPECT_NE(dict->find("uc_error_0001869f"), nullptr);
 }
 
-// Where an output goes: every case writes "new" to the target.
+// Where an output goes: every case writes "new" to the target, then finds
+// at the target a file of the given type (0: nothing) holding the given text.
 struct OutputTarget {
   const char* name;
   std::function<std::string(FileTest&)> prepare;  // makes the target, returns its path
   const char* error;                              // "" or the reason the error gives
-  std::function<void(FileTest&, const std::string&)> check;
-  BeforeReplaceHook during = nullptr;  // what happens to the target while it is written
+  mode_t type;                                    // S_IFREG, S_IFLNK, ... or 0 for none
+  const char* contents = nullptr;                 // read through a link; null: not checked
+  mode_t permissions = 0;                         // 0: not checked
+  BeforeReplaceHook during = nullptr;             // what happens to the target while it is written
 };
 
 class OutputTargets : public FileTest, public testing::WithParamInterface<OutputTarget> {};
@@ -108,86 +111,61 @@ TEST_P(OutputTargets, AreWrittenSafely) {
   const std::string error = writeFileSafely(target, std::string_view("new"));
   setBeforeReplaceHook(nullptr);
   EXPECT_EQ(error, *c.error ? "cannot write " + target + ": " + c.error : "");
-  c.check(*this, target);
+  struct stat st{};
+  EXPECT_EQ(::lstat(target.c_str(), &st) == 0 ? st.st_mode & S_IFMT : 0, c.type);
+  EXPECT_EQ(c.contents ? contents(target) : "", c.contents ? c.contents : "");
+  EXPECT_EQ(c.permissions ? st.st_mode & 07777 : 0, c.permissions);
   // Nothing is left behind but what the case made.
   for (const auto& entry : fs::directory_iterator(dir_))
     EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
 }
 
-mode_t modeOf(const std::string& file) {
-  struct stat st{};
-  EXPECT_EQ(::lstat(file.c_str(), &st), 0);
-  return st.st_mode;
+// A file named name in the test folder holding "old" (mode 0640: not 0600,
+// the temporary file's own mode).
+std::function<std::string(FileTest&)> existing(const char* name) {
+  return [name](FileTest& t) {
+    std::ofstream(t.path(name)) << "old";
+    ::chmod(t.path(name).c_str(), 0640);
+    return t.path(name);
+  };
 }
+std::function<std::string(FileTest&)> fresh(std::string name) {
+  return [name](FileTest& t) { return name[0] == '/' ? name : t.path(name); };
+}
+mode_t usualMode() {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+const char* const kChanged = "it changed while being written";
 
 INSTANTIATE_TEST_SUITE_P(
     , OutputTargets,
     testing::Values(
-        OutputTarget{"NewFile", [](FileTest& t) { return t.path("out.bin"); }, "",
-                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
-        // Not 0600, the temporary file's own mode.
-        OutputTarget{"FileKeepsItsMode",
-                     [](FileTest& t) {
-                       std::ofstream(t.path("kept")) << "old";
-                       ::chmod(t.path("kept").c_str(), 0640);
-                       return t.path("kept");
-                     },
-                     "",
-                     [](FileTest&, const std::string& f) {
-                       EXPECT_EQ(FileTest::contents(f), "new");
-                       EXPECT_EQ(modeOf(f) & 07777, 0640u);
-                     }},
+        OutputTarget{"NewFileTakesTheUsualMode", fresh("out.bin"), "", S_IFREG, "new", usualMode()},
+        OutputTarget{"FileKeepsItsMode", existing("kept"), "", S_IFREG, "new", 0640},
+        OutputTarget{"NameOf250Characters", fresh(std::string(250, 'n')), "", S_IFREG, "new"},
         // Whatever the path names by the time the writing is done is kept.
-        OutputTarget{"ReplacedWhileWritten",
-                     [](FileTest& t) {
-                       std::ofstream(t.path("busy")) << "old";
-                       return t.path("busy");
-                     },
-                     "it changed while being written",
-                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "other"); },
-                     [](const std::string& f) {
+        OutputTarget{"ReplacedWhileWritten", existing("busy"), kChanged, S_IFREG, "other", 0, [](const std::string& f) {
                        fs::rename(f, f + ".moved");  // kept, so the new file cannot take its inode
                        std::ofstream(f) << "other";
                      }},
-        OutputTarget{"CreatedWhileWritten", [](FileTest& t) { return t.path("fresh"); },
-                     "it changed while being written",
-                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "other"); },
+        OutputTarget{"CreatedWhileWritten", fresh("fresh"), kChanged, S_IFREG, "other", 0,
                      [](const std::string& f) { std::ofstream(f) << "other"; }},
-        OutputTarget{"RemovedWhileWritten",
-                     [](FileTest& t) {
-                       std::ofstream(t.path("gone")) << "old";
-                       return t.path("gone");
-                     },
-                     "it changed while being written",
-                     [](FileTest&, const std::string& f) { EXPECT_FALSE(fs::exists(f)); },
+        OutputTarget{"RemovedWhileWritten", existing("gone"), kChanged, 0, nullptr, 0,
                      [](const std::string& f) { fs::remove(f); }},
-        OutputTarget{"NameOf250Characters", [](FileTest& t) { return t.path(std::string(250, 'n')); }, "",
-                     [](FileTest&, const std::string& f) { EXPECT_EQ(FileTest::contents(f), "new"); }},
         OutputTarget{"SymbolicLinkIsNotReplaced",
                      [](FileTest& t) {
                        std::ofstream(t.path("real")) << "old";
                        fs::create_symlink(t.path("real"), t.path("link"));
                        return t.path("link");
                      },
-                     "it is a symbolic link, which is not replaced",
-                     [](FileTest& t, const std::string& f) {
-                       EXPECT_TRUE(S_ISLNK(modeOf(f)));
-                       EXPECT_EQ(FileTest::contents(t.path("real")), "old");
-                     }},
-        OutputTarget{"DeviceIsWrittenInPlace", [](FileTest&) { return std::string("/dev/null"); }, "",
-                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
-        OutputTarget{"NewFileTakesTheUsualMode", [](FileTest& t) { return t.path("fresh"); }, "",
-                     [](FileTest&, const std::string& f) {
-                       const mode_t mask = ::umask(0);
-                       ::umask(mask);
-                       EXPECT_EQ(modeOf(f) & 07777, 0666 & ~mask);
-                     }},
-        OutputTarget{"FullDevice", [](FileTest&) { return std::string("/dev/full"); }, "No space left on device",
-                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISCHR(modeOf(f))); }},
-        OutputTarget{"Folder", [](FileTest& t) { return t.path("folder"); }, "Is a directory",
-                     [](FileTest&, const std::string& f) { EXPECT_TRUE(S_ISDIR(modeOf(f))); }},
-        OutputTarget{"MissingFolder", [](FileTest& t) { return t.path("nowhere/out"); },
-                     "No such file or directory", [](FileTest&, const std::string&) {}}), test::byName);
+                     "it is a symbolic link, which is not replaced", S_IFLNK, "old"},
+        OutputTarget{"DeviceIsWrittenInPlace", fresh("/dev/null"), "", S_IFCHR},
+        OutputTarget{"FullDevice", fresh("/dev/full"), "No space left on device", S_IFCHR},
+        OutputTarget{"Folder", fresh("folder"), "Is a directory", S_IFDIR},
+        OutputTarget{"MissingFolder", fresh("nowhere/out"), "No such file or directory", 0}),
+    test::byName);
 
 // "-" is standard output, written in place; a full disk there is an error.
 TEST_F(FileTest, DashIsStandardOutput) {
