@@ -17,6 +17,7 @@
 #include "kernel/user_client_manager.h"
 #include "platform/host_probes.h"
 #include "platform/registry_helpers.h"
+#include "support/device_interface.h"
 #include "support/param_names.h"
 #include "support/scoped_host.h"
 #include "support/scoped_linux_host.h"
@@ -255,10 +256,8 @@ TEST(LinuxWrites, LongWritesGoInChunksOfWholeLines) {
     std::ofstream regs(root + "/sys/kernel/debug/thunderbolt/0-1/regs", std::ios::trunc);
     for (unsigned i = 0; i < 300; ++i) regs << textf("0x%04x %4u 0x00 0x00 0x00000000\n", i, i);
   }, linux_host::TreeKind::kThisMachine);
-  std::unique_ptr<ControllerPlugIn> plugIn;
-  ASSERT_EQ(platform().controllerDriver().createPlugIn(registry().matching(kControllerClass).at(0), plugIn),
-            status::kSuccess);
-  std::unique_ptr<DeviceInterface> device = plugIn->queryInterface(kDeviceInterfaceV2);
+  std::unique_ptr<DeviceInterface> device = deviceOf(platform());
+  ASSERT_TRUE(device);
   std::vector<uint8_t> buffer(4 * 300, 0x5a);
   ASSERT_EQ(device->configWrite(0x1, 0, 2, 0x0, 300, buffer.data()), status::kSuccess);
   ASSERT_EQ(host.files().writes.size(), 1u);
