@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "cli/tbkit_run.h"
+#include "support/command_words.h"
 #include "support/host_builder.h"
 #include "support/param_names.h"
 
@@ -14,11 +15,11 @@ namespace {
 
 struct CommandCase {
   const char* name;
-  std::vector<std::string> args;
+  const char* command;  // its words, split at spaces
   int status;
   const char* out;
   const char* err;
-  std::vector<std::string> readBack = {};  // a command run after, on the host the first one saved
+  const char* readBack = "";  // a command run after, on the host the first one saved
   const char* readOut = "";
 };
 
@@ -38,22 +39,19 @@ class EepromCommands : public ::testing::TestWithParam<CommandCase> {
                                      .json();
   }
   static void TearDownTestSuite() { std::filesystem::remove(hostFile()); }
+  static Outcome run(const std::string& command) { return tbkit(test::words(command + " --host=sim:" + hostFile())); }
 };
 
 TEST_P(EepromCommands, Run) {
   const CommandCase& c = GetParam();
-  std::vector<std::string> args = c.args;
-  args.push_back("--host=sim:" + hostFile());
-  const Outcome run = tbkit(args);
+  const Outcome run = EepromCommands::run(c.command);
   EXPECT_EQ(run.status, c.status);
   std::string out = c.out;  // HOST: the host file
   if (const size_t at = out.find("HOST"); at != std::string::npos) out.replace(at, 4, hostFile());
   EXPECT_EQ(run.out, out);
   EXPECT_EQ(run.err, c.err);
-  if (c.readBack.empty()) return;
-  std::vector<std::string> again = c.readBack;
-  again.push_back("--host=sim:" + hostFile());
-  const Outcome read = tbkit(again);
+  if (!*c.readBack) return;
+  const Outcome read = EepromCommands::run(c.readBack);
   EXPECT_EQ(read.status, 0);
   EXPECT_EQ(read.out, c.readOut);
 }
@@ -61,26 +59,20 @@ TEST_P(EepromCommands, Run) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, EepromCommands,
     ::testing::Values(
-        CommandCase{"eepromReadWraps", {"eeprom", "read", "--route", "1", "--offset", "0x7fe", "--length", "3"}, 0,
-                    "0x07fe: 01 02 03\n", ""},
-        CommandCase{"eepromWrite",
-                    {"eeprom", "write", "--route", "1", "--offset", "4", "--data", "BEEF", "--save-host"},
-                    0,
-                    "wrote 2 bytes at 0x0004\nsaved the simulated host to HOST\n",
-                    "",
-                    {"eeprom", "read", "--route", "1", "--offset", "3", "--length", "4"},
-                    "0x0003: ff be ef ff\n"},
+        CommandCase{"eepromReadWraps", "eeprom read --route 1 --offset 0x7fe --length 3", 0, "0x07fe: 01 02 03\n", ""},
+        CommandCase{"eepromWrite", "eeprom write --route 1 --offset 4 --data BEEF --save-host", 0,
+                    "wrote 2 bytes at 0x0004\nsaved the simulated host to HOST\n", "",
+                    "eeprom read --route 1 --offset 3 --length 4", "0x0003: ff be ef ff\n"},
         // The highest address (the 2048-byte part wraps it to 0x7ff), and one past it.
-        CommandCase{"offsetAtTheLimit", {"eeprom", "read", "--route", "1", "--offset", "0xffff", "--length", "1"}, 0,
-                    "0xffff: 02\n", ""},
-        CommandCase{"offsetPastTheLimit", {"eeprom", "read", "--route", "1", "--offset", "0x10000", "--length", "1"},
-                    2, "", "tbkit eeprom read: --offset: 0x10000 is out of range (at most 0xffff) (see --help)\n"},
-        CommandCase{"nvmRead", {"nvm", "read", "--route", "1", "--offset", "0x10", "--length", "5"}, 0,
-                    "0x0010: a0 a1 a2 a3 a4\n", ""},
-        CommandCase{"noSwitchThere", {"eeprom", "read", "--route", "2", "--offset", "0", "--length", "1"}, 1, "",
+        CommandCase{"offsetAtTheLimit", "eeprom read --route 1 --offset 0xffff --length 1", 0, "0xffff: 02\n", ""},
+        CommandCase{"offsetPastTheLimit", "eeprom read --route 1 --offset 0x10000 --length 1", 2, "",
+                    "tbkit eeprom read: --offset: 0x10000 is out of range (at most 0xffff) (see --help)\n"},
+        CommandCase{"nvmRead", "nvm read --route 1 --offset 0x10 --length 5", 0, "0x0010: a0 a1 a2 a3 a4\n", ""},
+        CommandCase{"noSwitchThere", "eeprom read --route 2 --offset 0 --length 1", 1, "",
                     "tbkit eeprom read: no EEPROM pins (DFT capability): 0xe00002d6 (time-out)\n"},
-        CommandCase{"badData", {"eeprom", "write", "--route", "1", "--offset", "0", "--data", "xyz"}, 2, "",
-                    "tbkit eeprom write: --data: 'xyz' has an odd number of hex digits (see --help)\n"}), test::byName);
+        CommandCase{"badData", "eeprom write --route 1 --offset 0 --data xyz", 2, "",
+                    "tbkit eeprom write: --data: 'xyz' has an odd number of hex digits (see --help)\n"}),
+    test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

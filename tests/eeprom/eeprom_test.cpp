@@ -25,6 +25,7 @@ constexpr uint64_t kSwitch = 0x1;
 constexpr uint8_t kDft = 0x40;
 constexpr uint32_t kPins = kDft + 4;
 constexpr uint32_t kClock = 0x01, kChipSelect = 0x02, kDataIn = 0x04, kOwner = 0x10;
+constexpr uint8_t kWriteEnable = 0x06, kWrite = 0x02, kRead = 0x03, kReadStatus = 0x05;
 constexpr uint8_t kLinkController = 0x50;
 constexpr uint32_t kMailboxBase = kLinkController + 0x10;
 constexpr uint32_t kCommand = kMailboxBase + 156;
@@ -74,6 +75,21 @@ class Eeprom : public ::testing::Test {
     sim::NvmMailboxModel* mailbox = sim::nvmMailboxOf(router());
     return mailbox ? mailbox->requests() : std::vector<uint32_t>();
   }
+  const sim::SpiEeprom& part() { return sim::eepromPinsOf(router())->eeprom(); }
+  // One transaction clocked by hand: take the pins, select, the instruction,
+  // then the address and data byte given, or a byte read back; deselect, release.
+  uint8_t transaction(uint8_t instruction, std::optional<uint16_t> address = {}, std::optional<uint8_t> data = {}) {
+    uint8_t byte = 0xEE;
+    utils().eeBB1forRouterHandle(handle_, kDft);
+    utils().eeCS0forRouterHandle(handle_, kDft);
+    utils().eeDataWrite(instruction, handle_, kDft);
+    if (address) utils().eeAddressWrite(*address, handle_, kDft);
+    if (data) utils().eeDataWrite(*data, handle_, kDft);
+    if (instruction == kRead || instruction == kReadStatus) utils().eeDataRead(byte, handle_, kDft);
+    utils().eeCS1forRouterHandle(handle_, kDft);
+    utils().eeBB0forRouterHandle(handle_, kDft);
+    return byte;
+  }
 
   std::optional<test::ScopedHost> host_;
   LocalRouterHandle handle_;
@@ -81,16 +97,23 @@ class Eeprom : public ::testing::Test {
 
 // ---- EEPROM bit-bang ----
 
-TEST_F(Eeprom, AWriteWithoutTheWriteEnableLatchIsIgnored) {
+// The part takes a write only after a write enable, and selects only on a
+// chip-select edge it sees while the host owns the pins: taking the pins with
+// chip select already low selects nothing.
+TEST_F(Eeprom, AWriteNeedsTheLatchSetWhileSelected) {
   start();
+  transaction(kWrite, 0x10, 0x42);
+  EXPECT_EQ(stored(0x10), pattern(0x10)) << "no write enable";
+  router().poke(0, kDeviceSpace, kPins, 0);
   ASSERT_EQ(utils().eeBB1forRouterHandle(handle_, kDft), status::kSuccess);
-  utils().eeCS0forRouterHandle(handle_, kDft);
-  utils().eeDataWrite(0x02, handle_, kDft);
-  utils().eeAddressWrite(0x10, handle_, kDft);
-  utils().eeDataWrite(0x42, handle_, kDft);
+  utils().eeDataWrite(kWriteEnable, handle_, kDft);
   utils().eeCS1forRouterHandle(handle_, kDft);
   utils().eeBB0forRouterHandle(handle_, kDft);
-  EXPECT_EQ(stored(0x10), pattern(0x10));
+  EXPECT_FALSE(part().writeEnabled());
+  transaction(kWriteEnable);
+  EXPECT_TRUE(part().writeEnabled());
+  transaction(kWrite, 0x10, 0x42);
+  EXPECT_EQ(stored(0x10), 0x42);
 }
 
 // The pin-register writes of the access log as what they do to the wires:
@@ -130,22 +153,6 @@ TEST_F(Eeprom, AByteWriteDrivesTheWiresInOrder) {
   EXPECT_EQ(stored(0x123), 0x5A);
 }
 
-// The part selects only on a chip-select edge it sees while the host owns
-// the pins: taking the pins with chip select already low selects nothing.
-TEST_F(Eeprom, OnlyAFallingChipSelectSelects) {
-  start();
-  router().poke(0, kDeviceSpace, kPins, 0);
-  ASSERT_EQ(utils().eeBB1forRouterHandle(handle_, kDft), status::kSuccess);
-  utils().eeDataWrite(0x06, handle_, kDft);
-  utils().eeCS1forRouterHandle(handle_, kDft);
-  EXPECT_FALSE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
-  utils().eeCS0forRouterHandle(handle_, kDft);
-  utils().eeDataWrite(0x06, handle_, kDft);
-  utils().eeCS1forRouterHandle(handle_, kDft);
-  utils().eeBB0forRouterHandle(handle_, kDft);
-  EXPECT_TRUE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
-}
-
 // On a fast host (2 us an access) the write cycle outlasts the write
 // disable after a write: only the pause ahead of the next byte operation
 // lets the read find the byte. Meanwhile the part answers nothing but its
@@ -154,26 +161,14 @@ TEST_F(Eeprom, AReadAfterAWriteWaitsForTheWriteCycle) {
   start();
   sim().setAccessLatencyMicroseconds(2);
   ASSERT_EQ(utils().eeByteWrite(0x5A, 0x10, handle_, kDft), status::kSuccess);
-  const sim::SpiEeprom& part = sim::eepromPinsOf(router())->eeprom();
-  ASSERT_TRUE(part.writeInProgress());
-  auto transaction = [&](uint8_t instruction, bool withAddress) {
-    uint8_t byte = 0xEE;
-    utils().eeBB1forRouterHandle(handle_, kDft);
-    utils().eeCS0forRouterHandle(handle_, kDft);
-    utils().eeDataWrite(instruction, handle_, kDft);
-    if (withAddress) utils().eeAddressWrite(0x10, handle_, kDft);
-    utils().eeDataRead(byte, handle_, kDft);
-    utils().eeCS1forRouterHandle(handle_, kDft);
-    utils().eeBB0forRouterHandle(handle_, kDft);
-    return byte;
-  };
-  EXPECT_EQ(transaction(0x05, false) & 1, 1) << "write in progress";
-  EXPECT_EQ(transaction(0x03, true), 0x00) << "data out is not driven";
-  ASSERT_TRUE(part.writeInProgress());
+  ASSERT_TRUE(part().writeInProgress());
+  EXPECT_EQ(transaction(kReadStatus) & 1, 1) << "write in progress";
+  EXPECT_EQ(transaction(kRead, 0x10), 0x00) << "data out is not driven";
+  ASSERT_TRUE(part().writeInProgress());
   uint8_t byte = 0;
   ASSERT_EQ(utils().eeByteRead(byte, 0x10, handle_, kDft), status::kSuccess);
   EXPECT_EQ(byte, 0x5A);
-  EXPECT_EQ(transaction(0x05, false) & 1, 0);
+  EXPECT_EQ(transaction(kReadStatus) & 1, 0);
 }
 
 // The write cycle lasts exactly its time from the write (accesses here take none).
@@ -181,11 +176,10 @@ TEST_F(Eeprom, TheWriteCycleLastsItsTime) {
   start();
   sim().setAccessLatencyMicroseconds(0);
   ASSERT_EQ(utils().eeByteWrite(0x5A, 0x10, handle_, kDft), status::kSuccess);
-  const sim::SpiEeprom& part = sim::eepromPinsOf(router())->eeprom();
   sim().advance(sim::kWriteCycleMicroseconds - 1);
-  EXPECT_TRUE(part.writeInProgress());
+  EXPECT_TRUE(part().writeInProgress());
   sim().advance(1);
-  EXPECT_FALSE(part.writeInProgress());
+  EXPECT_FALSE(part().writeInProgress());
 }
 
 // The status register round trip prints what it read; a masked write sets
@@ -224,7 +218,7 @@ TEST_P(EepromWrap, WrittenBytesLandAndReadBack) {
   ASSERT_EQ(utils().eeMultiByteRead(back.data(), 3, c.start, handle_, kDft), status::kSuccess);
   EXPECT_EQ(back, bytes);
   EXPECT_EQ(router().peek(0, kDeviceSpace, kPins) & (kOwner | kChipSelect), kChipSelect);
-  EXPECT_FALSE(sim::eepromPinsOf(router())->eeprom().writeEnabled());
+  EXPECT_FALSE(part().writeEnabled());
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, EepromWrap,

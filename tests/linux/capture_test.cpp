@@ -5,7 +5,6 @@
 // bridges are replayed.
 #include <gtest/gtest.h>
 
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,6 +16,8 @@
 #include "cli/tbkit_run.h"
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
+#include "support/command_words.h"
+#include "support/device_interface.h"
 #include "support/scoped_host.h"
 #include "support/temp_dir.h"
 #include "support/scoped_linux_host.h"
@@ -94,74 +95,59 @@ TEST(Capture, MissingAdapterFolderBecomesRanges) {
   roundTrip(text);
 }
 
-TEST(Capture, BridgedRoutersReplay) {
-  std::string text;
-  {
-    ScopedHost host(readFile(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
-    text = cli::captureHost();
-  }
-  const TempDir dir;
-  const std::string file = dir / "bridged_capture.json";
-  std::ofstream(file) << text;
-  for (auto [buses, value] : {std::pair{std::vector<std::string>{"0"}, "0xa0a0a0a0"}, {{"1"}, "0xb0b0b0b0"},
-                              {{"0", "0"}, "0xc0c0c0c0"}}) {
-    std::vector<std::string> args = {"read",    "--host=sim:" + file, "--via-parent", "0x1", "--space",
-                                     "device", "--index",            "0x40"};
-    for (const std::string& bus : buses) args.insert(args.end(), {"--bus", bus});
-    const cli::Outcome run = cli::tbkit(args);
-    EXPECT_EQ(run.out, std::string("0x0040: ") + value + "\n") << run.err;
-  }
-}
-
-// A bridged router is read as far as its headers size its spaces: device
-// and port spaces to 0x1ff, the path space to Max In HopID, the counter space
-// to Max Counters; what lies beyond replays as 0 (unless the first index
-// past them answers, which has the whole space read).
-TEST(Capture, BridgedRouterSpacesEndWhereTheirHeadersSay) {
+// Routers behind bridges replay. A bridged router is read as far as its
+// headers size its spaces: device and port spaces to 0x1ff, the path space to
+// Max In HopID, the counter space to Max Counters; what lies beyond replays as
+// 0 (unless the first index past them answers, which has the whole space read).
+TEST(Capture, BridgedRoutersReplayAsFarAsTheirHeadersSay) {
   nlohmann::json host = nlohmann::json::parse(readFile(std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json"));
   nlohmann::json& far = host["controllers"][0]["routers"][1]["bridges"]["1"]["router"];
   far["device-space"].update({{"1", "0x4000"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}});
   far["ports"]["1"] = {{"port-space", {{"1", "0x200"}, {"5", "0x3"}, {"0x1ff", "0x1ff"}, {"0x201", "0x201"}}},
                        {"path-space", {{"7", "0x77"}, {"9", "0x99"}}},
                        {"counter-space", {{"5", "0x55"}, {"7", "0x77"}}}};
-  std::string text;
-  {
-    ScopedHost source(host.dump());
-    text = cli::captureHost();
-  }
   const TempDir dir;
   const std::string file = dir / "capture.json";
-  std::ofstream(file) << text;
+  {
+    ScopedHost source(host.dump());
+    std::ofstream(file) << cli::captureHost();
+  }
   const struct {
-    const char* space;
-    const char* port;
-    const char* index;
-    const char* value;
-  } reads[] = {{"device", "0", "0x1ff", "0x000001ff"}, {"device", "0", "0x201", "0x00000000"},
-               {"port", "1", "0x1ff", "0x000001ff"},   {"port", "1", "0x201", "0x00000000"},
-               {"path", "1", "7", "0x00000077"},       {"path", "1", "9", "0x00000000"},
-               {"counter", "1", "5", "0x00000055"},    {"counter", "1", "7", "0x00000000"}};
+    const char* where;  // buses, space, adapter and index read through the bridges of router 0x1
+    const char* out;
+  } reads[] = {{"--bus 0 --space device --index 0x40", "0x0040: 0xa0a0a0a0"},
+               {"--bus 1 --space device --index 0x40", "0x0040: 0xb0b0b0b0"},
+               {"--bus 0 --bus 0 --space device --index 0x40", "0x0040: 0xc0c0c0c0"},
+               {"--bus 1 --space device --index 0x1ff", "0x01ff: 0x000001ff"},
+               {"--bus 1 --space device --index 0x201", "0x0201: 0x00000000"},
+               {"--bus 1 --space port --port 1 --index 0x1ff", "0x01ff: 0x000001ff"},
+               {"--bus 1 --space port --port 1 --index 0x201", "0x0201: 0x00000000"},
+               {"--bus 1 --space path --port 1 --index 7", "0x0007: 0x00000077"},
+               {"--bus 1 --space path --port 1 --index 9", "0x0009: 0x00000000"},
+               {"--bus 1 --space counter --port 1 --index 5", "0x0005: 0x00000055"},
+               {"--bus 1 --space counter --port 1 --index 7", "0x0007: 0x00000000"}};
   for (const auto& r : reads) {
-    const cli::Outcome run = cli::tbkit({"read", "--host=sim:" + file, "--via-parent", "0x1", "--bus", "1", "--space",
-                                         r.space, "--port", r.port, "--index", r.index});
-    EXPECT_EQ(run.out, textf("0x%04x: %s\n", static_cast<unsigned>(std::stoul(r.index, nullptr, 0)), r.value))
-        << r.space << " " << r.index << " " << run.err;
+    const cli::Outcome run = cli::tbkit(words("read --via-parent 0x1 " + std::string(r.where) + " --host=sim:" + file));
+    EXPECT_EQ(run.out, std::string(r.out) + "\n") << r.where << " " << run.err;
   }
 }
 
-// The device interface of the first controller of a platform.
-std::unique_ptr<DeviceInterface> deviceOf(Platform& p) {
-  std::unique_ptr<ControllerPlugIn> plugIn;
-  EXPECT_EQ(p.controllerDriver().createPlugIn(p.registry().matching(kControllerClass).at(0), plugIn),
-            status::kSuccess);
-  return plugIn ? plugIn->queryInterface(kDeviceInterfaceV2) : nullptr;
+std::string tbkit(const std::vector<std::string>& args) {
+  const cli::Outcome run = cli::tbkit(args);
+  EXPECT_EQ(run.status, 0) << run.err;
+  return run.out;
 }
 
-TEST(Capture, LinuxCaptureReplaysEveryRegisterRead) {
-  ScopedLinuxHost linux;
-  const std::string text = cli::captureHost();
+// A capture of the Linux fixture answers every register read and the topology
+// commands as the Linux host does.
+TEST(Capture, LinuxCaptureAnswersAsTheLinuxHost) {
+  ScopedLinuxHost linux;  // a private copy of the tree to read
+  const std::string file = linux.root() + "/captured.json";
+  const std::string host = "--host=linux:" + linux.root();
+  EXPECT_EQ(tbkit({"capture", host, "-o", file}), "wrote " + std::to_string(cli::captureHost().size()) +
+                                                     " bytes to " + file + "\n");
   std::string error;
-  auto replay = sim::loadHost(text, &error);
+  auto replay = sim::loadHostFile(file, &error);
   ASSERT_TRUE(replay) << error;
   auto real = deviceOf(linux.platform());
   auto simulated = deviceOf(*replay);
@@ -186,33 +172,10 @@ TEST(Capture, LinuxCaptureReplaysEveryRegisterRead) {
     }
   }
   EXPECT_GT(compared, 200u);
-}
-
-std::string tbkit(const std::vector<std::string>& args) {
-  const cli::Outcome run = cli::tbkit(args);
-  EXPECT_EQ(run.status, 0) << run.err;
-  return run.out;
-}
-
-TEST(Capture, TopologyCommandsAgreeOnTheCapture) {
-  ScopedLinuxHost linux;  // a private copy of the tree to read
-  const std::string file = linux.root() + "/captured.json";
-  const std::string host = "--host=linux:" + linux.root();
-  EXPECT_EQ(tbkit({"capture", host, "-o", file}), "wrote " + std::to_string(cli::captureHost().size()) +
-                                                     " bytes to " + file + "\n");
-  const std::vector<std::vector<std::string>> commands = {
-      {"list"},
-      {"paths"},
-      {"read", "--route", "0x1", "--port", "10", "--space", "port", "--index", "0x4f", "--count", "4"},
-      {"read", "--route", "0x0", "--port", "1", "--space", "path", "--index", "0x10", "--count", "2"},
-      {"report", "all"},
-  };
-  for (std::vector<std::string> command : commands) {
-    SCOPED_TRACE(command[0]);
-    std::vector<std::string> onSim = command;
-    command.push_back(host);
-    onSim.push_back("--host=sim:" + file);
-    EXPECT_EQ(tbkit(command), tbkit(onSim));
+  for (const char* command : {"list", "paths", "read --route 0x1 --port 10 --space port --index 0x4f --count 4",
+                              "read --route 0x0 --port 1 --space path --index 0x10 --count 2", "report all"}) {
+    SCOPED_TRACE(command);
+    EXPECT_EQ(tbkit(words(command + (" " + host))), tbkit(words(command + (" --host=sim:" + file))));
   }
   const cli::Outcome missing = cli::tbkit({"list", "--host=linux:" + linux.root() + "/none"});
   EXPECT_EQ(missing.status, 2);

@@ -7,9 +7,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/text.h"
 #include "sim/eeprom_pins_model.h"
 #include "sim/sim_platform.h"
+#include "support/device_interface.h"
+#include "support/param_names.h"
 
 namespace tbt::sim {
 namespace {
@@ -27,14 +28,8 @@ class Hardware : public testing::Test {
     std::string error;
     platform_ = loadHost(kHost, &error);
     ASSERT_NE(platform_, nullptr) << error;
-    v2_ = open(0, kDeviceInterfaceV2);
+    v2_ = test::deviceOf(*platform_);
     ASSERT_NE(v2_, nullptr);
-  }
-  std::unique_ptr<DeviceInterface> open(size_t controller, uint32_t version) {
-    std::unique_ptr<ControllerPlugIn> plugIn;
-    auto entry = platform_->registry().matching("IOThunderboltController").at(controller);
-    EXPECT_EQ(platform_->controllerDriver().createPlugIn(entry, plugIn), status::kSuccess);
-    return plugIn ? plugIn->queryInterface(version) : nullptr;
   }
   Status iecs(uint32_t bus, uint32_t device, uint8_t offset, std::vector<uint8_t>& data, uint32_t direction) {
     return v2_->iecsTransaction(1, bus, device, offset, static_cast<uint32_t>(data.size()), data.data(), direction,
@@ -64,15 +59,15 @@ TEST_F(Hardware, AbsentRouteTimesOutAndBadAddressesAreRefused) {
 }
 
 TEST_F(Hardware, InterfaceVersions) {
-  EXPECT_EQ(open(1, kDeviceInterfaceV2), nullptr);
-  auto v1 = open(1, kDeviceInterfaceV1);
+  EXPECT_EQ(test::deviceOf(*platform_, 1), nullptr);
+  auto v1 = test::deviceOf(*platform_, 1, kDeviceInterfaceV1);
   ASSERT_NE(v1, nullptr);
   uint8_t buf[4] = {};
   EXPECT_EQ(v1->configRead(0, 0, 2, 0, 1, buf), status::kSuccess);
   EXPECT_EQ(buf[3], 5);
   EXPECT_EQ(v1->iecsTransaction(0, 36, 0, 36, 1, buf, kIecsDirectionRead, 2), status::kUnsupported);
   // A newer controller also hands out the older interface, with the same limits.
-  EXPECT_EQ(open(0, kDeviceInterfaceV1)->iecsTransaction(1, 42, 0, 36, 1, buf, kIecsDirectionRead, 1),
+  EXPECT_EQ(test::deviceOf(*platform_, 0, kDeviceInterfaceV1)->iecsTransaction(1, 42, 0, 36, 1, buf, kIecsDirectionRead, 1),
             status::kUnsupported);
   std::unique_ptr<ControllerPlugIn> none;
   EXPECT_EQ(platform_->controllerDriver().createPlugIn(platform_->registry().root(), none), status::kUnsupported);
@@ -105,6 +100,7 @@ TEST_F(Hardware, I2cRegisterFiles) {
 }
 
 struct FaultCase {
+  const char* name;
   uint64_t skip;
   int64_t times;
   const char* pattern;  // per access: F failed, . passed
@@ -129,16 +125,12 @@ TEST_P(FaultPattern, SkipThenFailTimes) {
   EXPECT_EQ(hw().configWritesOf(1, 0, 2, 7), 5u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, FaultPattern,
-                         testing::Values(FaultCase{0, 1, "F...."}, FaultCase{2, 1, "..F.."},
-                                         FaultCase{1, -1, ".FFFF"}, FaultCase{0, 2, "FF..."},
-                                         FaultCase{3, 0, "....."}),
-                         [](const auto& info) {
-                           // "Skip2Times1", "Skip1TimesEvery"
-                           const FaultCase& c = info.param;
-                           return textf("Skip%lluTimes%s", static_cast<unsigned long long>(c.skip),
-                                        c.times < 0 ? "Every" : std::to_string(c.times).c_str());
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Table, FaultPattern,
+    testing::Values(FaultCase{"Skip0Times1", 0, 1, "F...."}, FaultCase{"Skip2Times1", 2, 1, "..F.."},
+                    FaultCase{"Skip1TimesEvery", 1, -1, ".FFFF"}, FaultCase{"Skip0Times2", 0, 2, "FF..."},
+                    FaultCase{"Skip3Times0", 3, 0, "....."}),
+    test::byName);
 
 TEST(HardwareFaults, FromTheHostFile) {
   std::string error;

@@ -108,6 +108,12 @@ const BadHost kBadHosts[] = {
     {"FailuresOverlap", FAILING(R"({"space": 2, "first": 5, "last": 9, "status": 1},)"
                                 R"({"space": 2, "first": 0, "last": 5, "status": 2})"),
      "controllers[0].routers[0].read-failures[1]: overlaps another failing range of the same space"},
+    // The state a run leaves for the next one.
+    {"BootSelectionWithoutFirmware", R"({"boot-selection": "/usr/sbin/bless -mount /"})",
+     "boot-selection: -firmware is required"},
+    {"BootSelectionNotText", R"({"boot-selection": 1})", "boot-selection: expected a string"},
+    {"RestartRequestedFlag", R"({"restart-requested": "yes"})", "restart-requested: expected true or false"},
+    {"RestartsNegative", R"({"restarts": -1})", "restarts: expected a number that is not negative"},
 };
 
 class BadHostTest : public testing::TestWithParam<BadHost> {};
@@ -139,30 +145,6 @@ std::string bridgeChain(size_t levels) {
 // A registry property levels arrays deep: the file nests 6 + levels deep.
 std::string registryNested(size_t levels) {
   return ROUTERS(R"({"route": 0, "registry": {"a": )" + nested("[", "1", "]", levels) + "}}");
-}
-
-// Each of these overflowed the stack (reading, copying or walking the
-// document recursed per level); a file nests 64 levels at most.
-TEST(HostFile, DeepNestingIsRefusedWithOneLine) {
-  struct {
-    std::string json;
-    std::string ends;
-  } cases[] = {
-      {registryNested(20000), ": nested deeper than 64 levels"},
-      {registryNested(59), ".registry.a" + nested("", "", "[0]", 58) + ": nested deeper than 64 levels"},
-      {bridgeChain(10000), ": nested deeper than 64 levels"},
-      {bridgeChain(8), "bridges.0.router.bridges: bridges chained more than 7 deep"},
-  };
-  for (const auto& c : cases) {
-    std::string error;
-    EXPECT_EQ(loadHost(c.json, &error), nullptr);
-    EXPECT_TRUE(error.ends_with(c.ends)) << error.substr(0, 200);
-    EXPECT_TRUE(error.starts_with("controllers[0].routers[")) << error.substr(0, 200);
-  }
-  std::string error;
-  EXPECT_NE(loadHost(bridgeChain(7), &error), nullptr) << error;
-  EXPECT_NE(loadHost(registryNested(58), &error), nullptr) << error;
-  EXPECT_NE(loadHost(registryNested(57), &error), nullptr) << error;
 }
 
 // A failing range fails the reads inside it (and only those) with its status,
@@ -304,6 +286,9 @@ TEST_P(HostLimitTest, IsSatOn) {
 const std::string kValues = textf(": a host file holds %zu and one more for every %zu bytes of its text",
                                   kJsonValuesBase, kJsonBytesPerValue);
 
+const std::string kNestedTooDeep =
+    "controllers[0].routers[0].registry.a" + nested("", "", "[0]", 58) + ": nested deeper than 64 levels";
+
 const HostLimit kHostLimits[] = {
     {"ControllersBelow", [] { return controllersHost(kMaxControllers - 1); }, ""},
     {"ControllersAt", [] { return controllersHost(kMaxControllers); }, ""},
@@ -318,6 +303,18 @@ const HostLimit kHostLimits[] = {
     // 520 routers list 63 adapters each (32760), the next one its first eight.
     {"AdaptersAbove", [] { return routersHost(521, 63, kMaxHostAdapters + 1); },
      "controllers[0].routers[520].ports.9: more than 32768 adapters in one host"},
+    // Deeper nesting overflowed the stack (reading, copying or walking the
+    // document recursed per level): a file nests 64 levels at most, 6 + levels
+    // for a registry property levels arrays deep.
+    {"NestingBelow", [] { return registryNested(57); }, ""},
+    {"NestingAt", [] { return registryNested(58); }, ""},
+    {"NestingAbove", [] { return registryNested(59); }, kNestedTooDeep},
+    {"NestingFarAbove", [] { return registryNested(20000); }, kNestedTooDeep},
+    {"BridgesAt", [] { return bridgeChain(7); }, ""},
+    {"BridgesAbove", [] { return bridgeChain(8); },
+     "controllers[0].routers[1]" + nested("", "", ".bridges.0.router", 7) + ".bridges: bridges chained more than 7 deep"},
+    {"BridgesNestingFarAbove", [] { return bridgeChain(10000); },
+     "controllers[0].routers[1]" + nested("", "", ".bridges.0.router", 20) + ": nested deeper than 64 levels"},
     {"ValuesAt", [] { return zeros(mostZeros()); }, "host file: expected an object"},
     {"ValuesAbove", [] { return zeros(mostZeros() + 1); },
      textf("[%zu]: more than %zu values", mostZeros(), maxJsonValues(2 * (mostZeros() + 1) + 1)) + kValues},

@@ -3,9 +3,7 @@
 // firmware's reading of its payload names and options and its forced and
 // unforced flashes.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <utility>
@@ -16,8 +14,6 @@
 
 namespace tbt::sim {
 namespace {
-
-namespace fs = std::filesystem;
 
 class HostStateTest : public testing::TestWithParam<const char*> {
  protected:
@@ -61,23 +57,6 @@ TEST_P(HostStateTest, SavedAndLoadedAgainIsTheSameHost) {
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, HostStateTest, testing::Values("default.json", "rich.json"),
                          [](const auto& info) { return std::string(info.param).substr(0, 4); });
-
-TEST(HostStateFileTest, RefusedStartState) {
-  struct Row {
-    const char* json;
-    const char* error;
-  } rows[] = {
-      {R"({"boot-selection": "/usr/sbin/bless -mount /"})", "boot-selection: -firmware is required"},
-      {R"({"boot-selection": 1})", "boot-selection: expected a string"},
-      {R"({"restart-requested": "yes"})", "restart-requested: expected true or false"},
-      {R"({"restarts": -1})", "restarts: expected a number that is not negative"},
-  };
-  for (const Row& row : rows) {
-    std::string error;
-    EXPECT_EQ(loadHost(row.json, &error), nullptr) << row.json;
-    EXPECT_EQ(error, row.error);
-  }
-}
 
 TEST(BootFirmwareTest, PayloadNames) {
   auto rom = [](const char* name) {
@@ -142,7 +121,6 @@ TEST(BootFirmwareTest, OnlyAForcedFlashGoesBack) {
     EXPECT_EQ(display.nvm()->read(0, 6), forced ? image : std::vector<uint8_t>(6, 0xff));
     EXPECT_EQ(hw.nvram().at(kUpdateResultVariable), std::string(1, '\0'));
   }
-  fs::remove_all(dir);
 }
 
 }  // namespace
