@@ -94,7 +94,7 @@ TEST_F(DromCommands, HelpAndBadInput) {
 
 const std::string kHost = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
 
-const CommandCase kTopology[] = {
+const CommandCase kCommands[] = {
     {"ListXDomain", {"list", kHost}, 0, "    Adapter 3: Port, to another host (XDomain)\n", ""},
     {"ListRouter", {"list", kHost}, 0,
      "      Router 0x1 (depth 1): vendor 0x8086 device 0x15ef, UID 0x0001d15b00a1c311\n", ""},
@@ -122,9 +122,13 @@ const CommandCase kTopology[] = {
      {"iecs", "read", "--route", "1", "--rid", "5", "--bus", "0", "--device", "1", "--offset", "0", "--length", "2",
       kHost},
      2, "", "tbkit iecs read: --rid: no controller has router ID 5 (see --help)\n"},
+    {"DotAndJson", {"list", "--host=sim", "--dot", "--json"}, 2, "",
+     "tbkit list: --dot and --json cannot be given together: choose one output (see --help)\n"},
+    {"RestartWithoutAHostFile", {"host", "restart", "--host=sim"}, 2, "",
+     "tbkit host restart: this command needs a simulated host file to write back to (--host=sim:FILE)\n"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Topology, TbkitCommand, ::testing::ValuesIn(kTopology), test::byName);
+INSTANTIATE_TEST_SUITE_P(Commands, TbkitCommand, ::testing::ValuesIn(kCommands), test::byName);
 
 TEST(TopologyCommands, VerboseShowsTheLogLines) {
   const std::vector<std::string> args = {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index",
