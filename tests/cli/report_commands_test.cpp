@@ -24,8 +24,6 @@ const CommandCase kReports[] = {
     {"DeviceCapabilityRelative",
      {"report", "device-capability", "--route", "1", "--index", "0x10", "--relative", kRich}, 0,
      "  000:  20060500", ""},
-    {"LinkControllerBlock", {"report", "lc-block", "--route", "1", "--index", "0x20", "--length", "0x90", kRich}, 0,
-     "  0af:  ", ""},
     {"Port", {"report", "port", "--route", "0x1", "--port", "1", kRich}, 0,
      "Port 0x1 configuration space at route 0x1\n", ""},
     {"Path", {"report", "path", "--route", "0x1", "--port", "1", kRich}, 0,
