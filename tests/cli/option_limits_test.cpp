@@ -3,7 +3,7 @@
 // above, it is refused as a usage error that names the limit.
 #include <gtest/gtest.h>
 
-#include "cli/tbkit_run.h"
+#include "cli/command_case.h"
 #include "support/param_names.h"
 
 namespace tbt::cli {
@@ -37,132 +37,105 @@ std::vector<std::string> imageOf1035Plus(size_t extra) {
                     "3:" + hexBytes(253), "--generic", "4:" + hexBytes(231 + extra)});
 }
 
-struct LimitCase {
-  const char* name;
-  std::vector<std::string> args;
-  int status;
-  std::string outContains;
-  std::string err;  // the whole error output
-};
-
-void PrintTo(const LimitCase& c, std::ostream* os) { *os << c.name; }
-
-class OptionLimit : public ::testing::TestWithParam<LimitCase> {};
-
-TEST_P(OptionLimit, RunsOrIsRefused) {
-  const LimitCase& c = GetParam();
-  const Outcome run = tbkit(c.args);
-  EXPECT_EQ(run.status, c.status);
-  EXPECT_NE(run.out.find(c.outContains), std::string::npos) << run.out.substr(0, 2000);
-  EXPECT_EQ(run.err, c.err);
+// Commands on route 1 of the rich host (read, write, lc-memory, iecs) or of
+// the default one (lc-block, eeprom, nvm), with the named values.
+std::vector<std::string> onRich(std::vector<std::string> args) {
+  args.insert(args.end(), {"--route", "1", kRich});
+  return args;
+}
+std::vector<std::string> readDevice(const char* index, const char* count) {
+  return onRich({"read", "--space", "device", "--index", index, "--count", count});
+}
+std::vector<std::string> iecs(const char* verb, const char* offset, const char* option, const char* value) {
+  return onRich({"iecs", verb, "--bus", "0", "--device", "1", "--offset", offset, option, value});
+}
+std::vector<std::string> lcBlock(const char* index, const char* length) {
+  return {"report", "lc-block", "--route", "1", "--index", index, "--length", length, kDefault};
+}
+std::vector<std::string> bytes(const char* family, const char* verb, const char* offset, const char* option,
+                               const char* value) {
+  return {family, verb, "--route", "1", "--offset", offset, option, value, kDefault};
 }
 
 const std::string kNotFound = "tbkit report device: the report ends with an error: 0xe00002f0 (not found)\n";
 const std::string kTooDeep = ": --bus: at most 7 levels (one per hop of a route) (see --help)\n";
 const std::string kSpace = " (a configuration space has 0x2000 double words) (see --help)\n";
+const std::string kIecsEnd = " (an IECS device's registers end at offset 0xff) (see --help)\n";
+const std::string kSixteenBits = " (addresses are 16 bits wide) (see --help)\n";
+const std::string kFifteenFs = "0xfff0: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff";
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, OptionLimit,
-    ::testing::Values(
-        // A chain of parents is as deep as a route has hops.
-        LimitCase{"Parents6", withBuses({"report", "device", "--via-parent", "1", kRich}, 6), 1, "ERROR", kNotFound},
-        LimitCase{"Parents7", withBuses({"report", "device", "--via-parent", "1", kRich}, 7), 1, "ERROR", kNotFound},
-        LimitCase{"Parents8", withBuses({"report", "device", "--via-parent", "1", kRich}, 8), 2, "",
-                  "tbkit report device" + kTooDeep},
-        LimitCase{"Parents30000", withBuses({"report", "device", "--via-parent", "1", kRich}, 30000), 2, "",
-                  "tbkit report device" + kTooDeep},
-        LimitCase{"ReadParents7",
-                  withBuses({"read", "--via-parent", "1", "--space", "device", "--index", "0", kRich}, 7), 1, "",
-                  "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
-        LimitCase{"WriteParents8",
-                  withBuses({"write", "--via-parent", "1", "--space", "device", "--index", "0", "--value", "0",
-                             kRich}, 8),
-                  2, "", "tbkit write" + kTooDeep},
-        // A configuration space has double words 0 to 0x1fff.
-        LimitCase{"ReadToTheEnd", {"read", "--route", "1", "--space", "device", "--index", "0x1ff0", "--count", "16",
-                                   kRich}, 0, "0x1fff: 0x00000000\n", ""},
-        LimitCase{"ReadShortOfTheEnd", {"read", "--route", "1", "--space", "device", "--index", "0x1ff0", "--count",
-                                        "15", kRich}, 0, "0x1ffe: 0x00000000\n", ""},
-        LimitCase{"ReadPastTheEnd", {"read", "--route", "1", "--space", "device", "--index", "0x1ff0", "--count",
-                                     "17", kRich}, 2, "",
-                  "tbkit read: --count: at most 0x10 from --index 0x1ff0" + kSpace},
-        LimitCase{"ReadNothing", {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0", kRich},
-                  2, "", "tbkit read: --count: must be at least 1 (see --help)\n"},
-        LimitCase{"ReadLastIndex", {"read", "--route", "1", "--space", "port", "--index", "0x1fff", kRich}, 0,
-                  "0x1fff: 0x00000000\n", ""},
-        LimitCase{"ReadIndexPastTheEnd", {"read", "--route", "1", "--space", "port", "--index", "0x2000", kRich}, 2,
-                  "", "tbkit read: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
-        LimitCase{"WriteIndexPastTheEnd",
-                  {"write", "--route", "1", "--space", "port", "--index", "0x2000", "--value", "0", kRich}, 2, "",
-                  "tbkit write: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
-        LimitCase{"CapabilityIndexPastTheEnd", {"report", "port-capability", "--route", "1", "--port", "1", "--index",
-                                                "0x2000", kRich}, 2, "",
-                  "tbkit report port-capability: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
-        LimitCase{"BlockToTheEnd", {"report", "lc-block", "--route", "1", "--index", "0x1f65", "--length", "0x9b",
-                                    kDefault}, 0, "  1fff:  00000000   sx_entry", ""},
-        LimitCase{"BlockIndexPastTheNamedRegisters", {"report", "lc-block", "--route", "1", "--index", "0x1f66",
-                                                      "--length", "0x9b", kDefault}, 2, "",
-                  "tbkit report lc-block: --index: 0x1f66 is out of range (at most 0x1f65) (see --help)\n"},
-        LimitCase{"BlockLengthToTheEnd", {"report", "lc-block", "--route", "1", "--index", "0x20", "--length",
-                                          "0x1fe0", kDefault}, 0, "  1fff:  00000000\n", ""},
-        LimitCase{"BlockLengthShortOfTheEnd", {"report", "lc-block", "--route", "1", "--index", "0x20", "--length",
-                                               "0x1fdf", kDefault}, 0, "  1ffe:  00000000\n", ""},
-        LimitCase{"BlockLengthPastTheEnd", {"report", "lc-block", "--route", "1", "--index", "0x20", "--length",
-                                            "0xffffffff", kDefault}, 2, "",
-                  "tbkit report lc-block: --length: at most 0x1fe0 from --index 0x20" + kSpace},
-        LimitCase{"LastLinkController", {"report", "lc-memory", "--route", "1", "--lc", "15", kRich}, 1,
-                  "Error: 0xe00002bc\n",
-                  "tbkit report lc-memory: the report ends with an error: 0xe00002bc (general failure)\n"},
-        LimitCase{"LinkControllerPastTheCount", {"report", "lc-memory", "--route", "1", "--lc", "16", kRich}, 2, "",
-                  "tbkit report lc-memory: --lc: 16 is out of range (at most 0xf) (see --help)\n"},
-        // IECS registers have byte offsets 0 to 0xff.
-        LimitCase{"IecsToTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0xf0",
-                                   "--length", "16", kRich}, 0, "00 00\n", ""},
-        LimitCase{"IecsShortOfTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset",
-                                        "0xf0", "--length", "15", kRich}, 0, "00 00\n", ""},
-        LimitCase{"IecsPastTheEnd", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset",
-                                     "0xf0", "--length", "17", kRich}, 2, "",
-                  "tbkit iecs read: --length: at most 0x10 from --offset 0xf0 (an IECS device's registers end at "
-                  "offset 0xff) (see --help)\n"},
-        LimitCase{"IecsWritePastTheEnd", {"iecs", "write", "--route", "1", "--bus", "0", "--device", "1", "--offset",
-                                          "0xff", "--data", "0102", kRich}, 2, "",
-                  "tbkit iecs write: --data: at most 0x1 from --offset 0xff (an IECS device's registers end at "
-                  "offset 0xff) (see --help)\n"},
-        // EEPROM and NVM addresses are 16 bits wide.
-        LimitCase{"EepromToTheEnd", {"eeprom", "read", "--route", "1", "--offset", "0xfff0", "--length", "16",
-                                     kDefault}, 0, "0xfff0: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff\n", ""},
-        LimitCase{"EepromShortOfTheEnd", {"eeprom", "read", "--route", "1", "--offset", "0xfff0", "--length", "15",
-                                          kDefault}, 0, "0xfff0: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff\n", ""},
-        LimitCase{"EepromPastTheEnd", {"eeprom", "read", "--route", "1", "--offset", "0xfff0", "--length", "17",
-                                       kDefault}, 2, "",
-                  "tbkit eeprom read: --length: at most 0x10 from --offset 0xfff0 (addresses are 16 bits wide) (see "
-                  "--help)\n"},
-        LimitCase{"EepromWritePastTheEnd", {"eeprom", "write", "--route", "1", "--offset", "0xffff", "--data", "0102",
-                                            kDefault}, 2, "",
-                  "tbkit eeprom write: --data: at most 0x1 from --offset 0xffff (addresses are 16 bits wide) (see "
-                  "--help)\n"},
-        LimitCase{"NvmToTheEnd", {"nvm", "read", "--route", "1", "--offset", "0xfffc", "--length", "4", kDefault}, 0,
-                  "0xfffc: ff ff ff ff\n", ""},
-        LimitCase{"NvmPastTheEnd", {"nvm", "read", "--route", "1", "--offset", "0xfffc", "--length", "5", kDefault},
-                  2, "",
-                  "tbkit nvm read: --length: at most 0x4 from --offset 0xfffc (addresses are 16 bits wide) (see "
-                  "--help)\n"},
-        // A DROM entry's length byte counts its 2-byte head (and a name's
-        // terminator); the image's length field holds 1023 bytes after the CRC-8 and UID
-        // (an image too long is found only once built: the run fails).
-        LimitCase{"NameShortOfTheLongest", dromBuild({"--vendor-name", letters(251)}), 0, "100: ", ""},
-        LimitCase{"NameAtTheLongest", dromBuild({"--vendor-name", letters(252)}), 0, "100: ", ""},
-        LimitCase{"NamePastTheLongest", dromBuild({"--model-name", letters(253)}), 2, "",
-                  "tbkit drom build: --model-name: at most 252 characters fit in a name entry (see --help)\n"},
-        LimitCase{"GenericShortOfTheLargest", dromBuild({"--generic", "5:" + hexBytes(252)}), 0, "100: ", ""},
-        LimitCase{"GenericAtTheLargest", dromBuild({"--generic", "5:" + hexBytes(253)}), 0, "100: ", ""},
-        LimitCase{"GenericPastTheLargest", dromBuild({"--generic", "5:" + hexBytes(254)}), 2, "",
-                  "tbkit drom build: --generic: at most 253 data bytes fit in a generic entry (see --help)\n"},
-        LimitCase{"ImageShortOfTheLargest", imageOf1035Plus(0), 0, "400: ", ""},
-        LimitCase{"ImageAtTheLargest", imageOf1035Plus(1), 0, "400: ", ""},
-        LimitCase{"ImagePastTheLargest", imageOf1035Plus(2), 1, "",
-                  "tbkit drom build: the image of 1037 bytes is longer than its length field can say (1036)\n"}),
-    test::byName);
+const CommandCase kLimits[] = {
+    // A chain of parents is as deep as a route has hops.
+    {"Parents6", withBuses({"report", "device", "--via-parent", "1", kRich}, 6), 1, "ERROR", kNotFound},
+    {"Parents7", withBuses({"report", "device", "--via-parent", "1", kRich}, 7), 1, "ERROR", kNotFound},
+    {"Parents8", withBuses({"report", "device", "--via-parent", "1", kRich}, 8), 2, "",
+     "tbkit report device" + kTooDeep},
+    {"Parents30000", withBuses({"report", "device", "--via-parent", "1", kRich}, 30000), 2, "",
+     "tbkit report device" + kTooDeep},
+    {"ReadParents7", withBuses({"read", "--via-parent", "1", "--space", "device", "--index", "0", kRich}, 7), 1, "",
+     "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
+    {"WriteParents8",
+     withBuses({"write", "--via-parent", "1", "--space", "device", "--index", "0", "--value", "0", kRich}, 8), 2,
+     "", "tbkit write" + kTooDeep},
+    // A configuration space has double words 0 to 0x1fff.
+    {"ReadToTheEnd", readDevice("0x1ff0", "16"), 0, "0x1fff: 0x00000000\n", ""},
+    {"ReadShortOfTheEnd", readDevice("0x1ff0", "15"), 0, "0x1ffe: 0x00000000\n", ""},
+    {"ReadPastTheEnd", readDevice("0x1ff0", "17"), 2, "",
+     "tbkit read: --count: at most 0x10 from --index 0x1ff0" + kSpace},
+    {"ReadNothing", readDevice("0", "0"), 2, "", "tbkit read: --count: must be at least 1 (see --help)\n"},
+    {"ReadLastIndex", onRich({"read", "--space", "port", "--index", "0x1fff"}), 0, "0x1fff: 0x00000000\n", ""},
+    {"ReadIndexPastTheEnd", onRich({"read", "--space", "port", "--index", "0x2000"}), 2, "",
+     "tbkit read: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
+    {"WriteIndexPastTheEnd", onRich({"write", "--space", "port", "--index", "0x2000", "--value", "0"}), 2, "",
+     "tbkit write: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
+    {"CapabilityIndexPastTheEnd", onRich({"report", "port-capability", "--port", "1", "--index", "0x2000"}), 2, "",
+     "tbkit report port-capability: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
+    {"BlockToTheEnd", lcBlock("0x1f65", "0x9b"), 0, "  1fff:  00000000   sx_entry", ""},
+    {"BlockIndexPastTheNamedRegisters", lcBlock("0x1f66", "0x9b"), 2, "",
+     "tbkit report lc-block: --index: 0x1f66 is out of range (at most 0x1f65) (see --help)\n"},
+    {"BlockLengthToTheEnd", lcBlock("0x20", "0x1fe0"), 0, "  1fff:  00000000\n", ""},
+    {"BlockLengthShortOfTheEnd", lcBlock("0x20", "0x1fdf"), 0, "  1ffe:  00000000\n", ""},
+    {"BlockLengthPastTheEnd", lcBlock("0x20", "0xffffffff"), 2, "",
+     "tbkit report lc-block: --length: at most 0x1fe0 from --index 0x20" + kSpace},
+    {"LastLinkController", onRich({"report", "lc-memory", "--lc", "15"}), 1, "Error: 0xe00002bc\n",
+     "tbkit report lc-memory: the report ends with an error: 0xe00002bc (general failure)\n"},
+    {"LinkControllerPastTheCount", onRich({"report", "lc-memory", "--lc", "16"}), 2, "",
+     "tbkit report lc-memory: --lc: 16 is out of range (at most 0xf) (see --help)\n"},
+    // IECS registers have byte offsets 0 to 0xff.
+    {"IecsToTheEnd", iecs("read", "0xf0", "--length", "16"), 0, "00 00\n", ""},
+    {"IecsShortOfTheEnd", iecs("read", "0xf0", "--length", "15"), 0, "00 00\n", ""},
+    {"IecsPastTheEnd", iecs("read", "0xf0", "--length", "17"), 2, "",
+     "tbkit iecs read: --length: at most 0x10 from --offset 0xf0" + kIecsEnd},
+    {"IecsWritePastTheEnd", iecs("write", "0xff", "--data", "0102"), 2, "",
+     "tbkit iecs write: --data: at most 0x1 from --offset 0xff" + kIecsEnd},
+    // EEPROM and NVM addresses are 16 bits wide.
+    {"EepromToTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "16"), 0, kFifteenFs + " ff\n", ""},
+    {"EepromShortOfTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "15"), 0, kFifteenFs + "\n", ""},
+    {"EepromPastTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "17"), 2, "",
+     "tbkit eeprom read: --length: at most 0x10 from --offset 0xfff0" + kSixteenBits},
+    {"EepromWritePastTheEnd", bytes("eeprom", "write", "0xffff", "--data", "0102"), 2, "",
+     "tbkit eeprom write: --data: at most 0x1 from --offset 0xffff" + kSixteenBits},
+    {"NvmToTheEnd", bytes("nvm", "read", "0xfffc", "--length", "4"), 0, "0xfffc: ff ff ff ff\n", ""},
+    {"NvmPastTheEnd", bytes("nvm", "read", "0xfffc", "--length", "5"), 2, "",
+     "tbkit nvm read: --length: at most 0x4 from --offset 0xfffc" + kSixteenBits},
+    // A DROM entry's length byte counts its 2-byte head (and a name's
+    // terminator); the image's length field holds 1023 bytes after the CRC-8
+    // and UID (an image too long is found only once built: the run fails).
+    {"NameShortOfTheLongest", dromBuild({"--vendor-name", letters(251)}), 0, "100: ", ""},
+    {"NameAtTheLongest", dromBuild({"--vendor-name", letters(252)}), 0, "100: ", ""},
+    {"NamePastTheLongest", dromBuild({"--model-name", letters(253)}), 2, "",
+     "tbkit drom build: --model-name: at most 252 characters fit in a name entry (see --help)\n"},
+    {"GenericShortOfTheLargest", dromBuild({"--generic", "5:" + hexBytes(252)}), 0, "100: ", ""},
+    {"GenericAtTheLargest", dromBuild({"--generic", "5:" + hexBytes(253)}), 0, "100: ", ""},
+    {"GenericPastTheLargest", dromBuild({"--generic", "5:" + hexBytes(254)}), 2, "",
+     "tbkit drom build: --generic: at most 253 data bytes fit in a generic entry (see --help)\n"},
+    {"ImageShortOfTheLargest", imageOf1035Plus(0), 0, "400: ", ""},
+    {"ImageAtTheLargest", imageOf1035Plus(1), 0, "400: ", ""},
+    {"ImagePastTheLargest", imageOf1035Plus(2), 1, "",
+     "tbkit drom build: the image of 1037 bytes is longer than its length field can say (1036)\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Limits, TbkitCommand, ::testing::ValuesIn(kLimits), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

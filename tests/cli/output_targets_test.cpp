@@ -80,7 +80,6 @@ INSTANTIATE_TEST_SUITE_P(
         TargetCase{"ReadFull",
                    {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
                    Target::FullDevice, kFull, true},
-        TargetCase{"ReportDeviceFull", {"report", "device", "--route", "1", kRich}, Target::FullDevice, kFull, false},
         TargetCase{"ReportAllFull", {"report", "all", kRich}, Target::FullDevice, kFull, true},
         TargetCase{"CaptureFull", {"capture", kRich}, Target::FullDevice, kFull, false},
         TargetCase{"UpdatecheckerFull", {"--help"}, Target::FullDevice,
@@ -93,10 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         TargetCase{"DromImageDashFull",
                    {"drom", "build", "--port-map", "lane6-pcie4-dp3", "--uid", "1", "--vendor-id", "1", "--model-id",
                     "2", "-o", "-"},
-                   Target::FullDevice, "tbkit: write error: No space left on device\n", false},
-        TargetCase{"ReadClosedPipe",
-                   {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
-                   Target::ClosedPipe, "", true}), test::byName);
+                   Target::FullDevice, "tbkit: write error: No space left on device\n", false}), test::byName);
 
 }  // namespace
 }  // namespace tbt::cli

@@ -5,11 +5,11 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -87,40 +87,23 @@ TEST(ProgressLineDrawing, NeverDrawnWritesNothing) {
 
 // ---- tbkit with standard error on a pseudo-terminal ----
 
-// Runs tbkit's main in a child whose standard error is a new
-// pseudo-terminal and whose standard output is outFd (or the same terminal
-// when outFd is -1); the screen is read here until the child has gone. No
-// thread runs beside the fork, so a child never inherits a lock held.
-struct TerminalRun {
-  int status = -1;
-  std::string screen;
-};
-
-TerminalRun runOnTerminal(std::vector<std::string> args, int outFd) {
-  TerminalRun run;
+// tbkit's main with standard error on a new pseudo-terminal, and standard
+// output on outFd (or the same terminal when outFd is -1); err is the screen.
+Outcome runOnTerminal(const std::vector<std::string>& args, int outFd) {
   const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
-  if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) return run;
+  if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) return {-1, "", ""};
   const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-  if (slave < 0) return run;
-  std::fflush(nullptr);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::close(master);
-    ::dup2(outFd >= 0 ? outFd : slave, STDOUT_FILENO);
-    ::dup2(slave, STDERR_FILENO);
-    std::vector<char*> argv;
-    for (std::string& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    ::_exit(tbkitMain(static_cast<int>(args.size()), argv.data()));
-  }
-  ::close(slave);
-  char buffer[4096];
-  // The read fails (EIO) once the child, the last holder of the terminal's other side, is gone.
-  for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;) run.screen.append(buffer, static_cast<size_t>(n));
-  ::close(master);
-  int status = 0;
-  if (child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status)) run.status = WEXITSTATUS(status);
-  return run;
+  if (slave < 0) return {-1, "", ""};
+  return runChild(tbkitMain, args, outFd >= 0 ? outFd : slave, slave, master);
+}
+
+// A run with standard output on a new file at path; out is what the file holds after it.
+Outcome intoFile(const std::string& path, const std::function<Outcome(int)>& run) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  Outcome outcome = run(fd);
+  ::close(fd);
+  outcome.out = test::readFile(path);
+  return outcome;
 }
 
 const std::string kRich = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
@@ -154,36 +137,27 @@ TEST_P(LongCommands, ShowAnErasedLineOnlyOnATerminalWithoutQuiet) {
   for (const std::string& arg : c.args) args.push_back(arg == "HOST" ? "--host=sim:" + (dir / "nvm.json") : arg);
 
   // Standard error on a pipe: the usual output, nothing on standard error.
-  const std::string piped = dir / "piped.txt";
-  int out = ::open(piped.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  const Outcome plain = runAsProcess(tbkitMain, args, out);
-  ::close(out);
-  ASSERT_EQ(plain.status, 0) << plain.err;
-  EXPECT_EQ(plain.err, "");
-  ASSERT_FALSE(test::readFile(piped).empty());
+  const Outcome piped = intoFile(dir / "piped.txt", [&](int fd) { return runAsProcess(tbkitMain, args, fd); });
+  ASSERT_EQ(piped.status, 0) << piped.err;
+  EXPECT_EQ(piped.err, "");
+  ASSERT_FALSE(piped.out.empty());
 
   // On a terminal: one line drawn in place from 0 done, erased at the end.
-  const std::string shown = dir / "shown.txt";
-  out = ::open(shown.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  const TerminalRun drawn = runOnTerminal(args, out);
-  ::close(out);
+  const Outcome drawn = intoFile(dir / "shown.txt", [&](int fd) { return runOnTerminal(args, fd); });
   EXPECT_EQ(drawn.status, 0);
-  const std::string& screen = drawn.screen;
+  const std::string& screen = drawn.err;
   EXPECT_EQ(screen.rfind(std::string("\r0") + c.counted, 0), 0u) << screen;
   EXPECT_NE(screen.find("elapsed, -:-- left\033[K"), std::string::npos) << screen;
   EXPECT_TRUE(screen.ends_with("\033[K\r\033[K")) << screen;
   EXPECT_EQ(screen.find('\n'), std::string::npos) << screen;
-  EXPECT_EQ(test::readFile(shown), test::readFile(piped));
+  EXPECT_EQ(drawn.out, piped.out);
 
   // --quiet on a terminal: nothing.
-  const std::string quiet = dir / "quiet.txt";
   args.push_back("--quiet");
-  out = ::open(quiet.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  const TerminalRun quieted = runOnTerminal(args, out);
-  ::close(out);
-  EXPECT_EQ(quieted.status, 0);
-  EXPECT_EQ(quieted.screen, "");
-  EXPECT_EQ(test::readFile(quiet), test::readFile(piped));
+  const Outcome quiet = intoFile(dir / "quiet.txt", [&](int fd) { return runOnTerminal(args, fd); });
+  EXPECT_EQ(quiet.status, 0);
+  EXPECT_EQ(quiet.err, "");
+  EXPECT_EQ(quiet.out, piped.out);
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongCommands), test::byName);
@@ -191,10 +165,10 @@ INSTANTIATE_TEST_SUITE_P(Commands, LongCommands, ::testing::ValuesIn(kLongComman
 // A report whose output is the same terminal shows its progress by its own
 // lines: no line is drawn over them.
 TEST(LongCommandsOnTheTerminal, AReportWritingToTheTerminalDrawsNoLine) {
-  const TerminalRun run = runOnTerminal({"tbkit", "report", "all", "--host=sim"}, -1);
+  const Outcome run = runOnTerminal({"tbkit", "report", "all", "--host=sim"}, -1);
   EXPECT_EQ(run.status, 0);
-  EXPECT_NE(run.screen.find("Router ID 0:"), std::string::npos);
-  EXPECT_EQ(run.screen.find("\033[K"), std::string::npos);
+  EXPECT_NE(run.err.find("Router ID 0:"), std::string::npos);
+  EXPECT_EQ(run.err.find("\033[K"), std::string::npos);
 }
 
 }  // namespace

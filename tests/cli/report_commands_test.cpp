@@ -4,8 +4,8 @@
 
 #include <sstream>
 
+#include "cli/command_case.h"
 #include "cli/stream_report_sink.h"
-#include "cli/tbkit_run.h"
 #include "platform/text.h"
 #include "support/param_names.h"
 
@@ -13,90 +13,60 @@ namespace tbt::cli {
 namespace {
 
 const std::string kRich = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
-const std::string kDefault = "--host=sim";
 
-struct ReportCase {
-  const char* name;
-  std::vector<std::string> args;  // after "report"
-  int status;
-  std::string outContains;
-  std::string err;  // the whole error output
+const CommandCase kReports[] = {
+    {"Device", {"report", "device", "--route", "0x1", kRich}, 0,
+     "  000:  15ef8086   Device ID=0x15ef   Vendor ID=0x8086\n", ""},
+    {"DeviceOfSecondController", {"report", "device", "--route", "0x1", "--rid", "1", kRich}, 0,
+     "Max Port=10   Upstream Port=1", ""},
+    {"DeviceCapability", {"report", "device-capability", "--route", "1", "--index", "0x10", kRich}, 0,
+     "  010:  20060500", ""},
+    {"DeviceCapabilityRelative",
+     {"report", "device-capability", "--route", "1", "--index", "0x10", "--relative", kRich}, 0,
+     "  000:  20060500", ""},
+    {"Port", {"report", "port", "--route", "0x1", "--port", "1", kRich}, 0,
+     "Port 0x1 configuration space at route 0x1\n", ""},
+    {"Path", {"report", "path", "--route", "0x1", "--port", "1", kRich}, 0,
+     "Path configuration space for port 0x1 at route 0x1, RID 0x0\n\nPath 0 configuration\n", ""},
+    {"Counters", {"report", "counters", "--route", "0x301", "--port", "3", kRich}, 0,
+     "Counter configuration space for port 0x3 at route 0x301, RID 0x0\n", ""},
+    {"PortCapability", {"report", "port-capability", "--route", "0x1", "--port", "1", "--index", "0", kRich}, 0,
+     "Cap ID = 0x00", ""},
+    {"AdapterCapability", {"report", "adapter-capability", "--route", "0x1", "--port", "10", "--index", "0", kRich},
+     0, "(PCIe Adapter)", ""},
+    {"RouterDescends", {"report", "router", "--route", "0x301", kRich}, 0,
+     "Port 0xb configuration space at route 0x30301\n", ""},
+    {"AllOnRichHost", {"report", "all", kRich}, 0, "Router ID 1:\n=================================\n\n", ""},
+    {"LinkControllerMemory", {"report", "lc-memory", "--route", "0x1", "--lc", "1", kRich}, 0,
+     "LC 1 Memory Dump for RID 0 and Route 0x1\n0x8000: 0x", ""},
+    {"ViaParentTwoLevels", {"report", "device", "--via-parent", "0x1", "--bus", "0", "--bus", "0", kRich}, 0,
+     "Device ID=0x15ec", ""},
+    {"RouterViaParentAlone", {"report", "router", "--via-parent", "0x1", "--bus", "0", kRich}, 0, "  002:  00000201",
+     ""},
+    // Failures: a report that closes with its error line, or prints nothing.
+    {"UnreachableRouter", {"report", "device", "--route", "0x5", kRich}, 1, "ERROR: 0xe00002d6\n",
+     "tbkit report device: the report ends with an error: 0xe00002d6 (time-out)\n"},
+    {"NoSuchController", {"report", "path", "--route", "0", "--port", "1", "--rid", "7", kRich}, 1,
+     "ERROR: 0xe00002f0\n", "tbkit report path: the report ends with an error: 0xe00002f0 (not found)\n"},
+    {"LinkControllerBeyondCount", {"report", "lc-memory", "--route", "0x1", "--lc", "2", kRich}, 1,
+     "Error: 0xe00002bc\n", "tbkit report lc-memory: the report ends with an error: 0xe00002bc (general failure)\n"},
+    {"RouterThatDoesNotAnswer", {"report", "router", "--route", "0x5", kRich}, 1, "",
+     "tbkit report router: the router's device space cannot be read\n"},
+    // Usage errors.
+    {"NoRouter", {"report", "device", kRich}, 2, "",
+     "tbkit report device: give exactly one of --route and --via-parent (see --help)\n"},
+    {"BusWithRoute", {"report", "device", "--route", "1", "--bus", "0", kRich}, 2, "",
+     "tbkit report device: --bus goes with --via-parent (see --help)\n"},
+    {"ViaParentWithoutBus", {"report", "router", "--via-parent", "1", kRich}, 2, "",
+     "tbkit report router: --via-parent needs --bus (see --help)\n"},
+    {"AllTakesNoRoute", {"report", "all", "--route", "1", kRich}, 2, "",
+     "tbkit report all: unknown option --route (see --help)\n"},
+    {"UnknownReport", {"report", "space", kRich}, 2, "",
+     "tbkit report: unknown command 'space' (see tbkit report --help)\n"},
+    {"Help", {"report", "lc-block", "--help"}, 0, "  -V, --hardware-time", ""},
 };
 
-void PrintTo(const ReportCase& c, std::ostream* os) { *os << c.name; }
-
-class ReportCommand : public ::testing::TestWithParam<ReportCase> {};
-
-TEST_P(ReportCommand, ExitStatusOutputAndError) {
-  const ReportCase& c = GetParam();
-  std::vector<std::string> args{"report"};
-  args.insert(args.end(), c.args.begin(), c.args.end());
-  const Outcome run = tbkit(args);
-  EXPECT_EQ(run.status, c.status) << run.err;
-  EXPECT_NE(run.out.find(c.outContains), std::string::npos) << run.out.substr(0, 4000);
-  EXPECT_EQ(run.err, c.err);
-  if (c.status == 2) {
-    EXPECT_EQ(run.out, "");
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    OnFixtureHosts, ReportCommand,
-    ::testing::Values(
-        ReportCase{"Device", {"device", "--route", "0x1", kRich}, 0,
-                   "  000:  15ef8086   Device ID=0x15ef   Vendor ID=0x8086\n", ""},
-        ReportCase{"DeviceOfSecondController", {"device", "--route", "0x1", "--rid", "1", kRich}, 0,
-                   "Max Port=10   Upstream Port=1", ""},
-        ReportCase{"DeviceCapability", {"device-capability", "--route", "1", "--index", "0x10", kRich}, 0,
-                   "  010:  20060500", ""},
-        ReportCase{"DeviceCapabilityRelative",
-                   {"device-capability", "--route", "1", "--index", "0x10", "--relative", kRich}, 0,
-                   "  000:  20060500", ""},
-        ReportCase{"LinkControllerBlock",
-                   {"lc-block", "--route", "1", "--index", "0x20", "--length", "0x90", kRich}, 0, "  0af:  ", ""},
-        ReportCase{"Port", {"port", "--route", "0x1", "--port", "1", kRich}, 0,
-                   "Port 0x1 configuration space at route 0x1\n", ""},
-        ReportCase{"Path", {"path", "--route", "0x1", "--port", "1", kRich}, 0,
-                   "Path configuration space for port 0x1 at route 0x1, RID 0x0\n\nPath 0 configuration\n", ""},
-        ReportCase{"Counters", {"counters", "--route", "0x301", "--port", "3", kRich}, 0,
-                   "Counter configuration space for port 0x3 at route 0x301, RID 0x0\n", ""},
-        ReportCase{"PortCapability", {"port-capability", "--route", "0x1", "--port", "1", "--index", "0", kRich}, 0,
-                   "Cap ID = 0x00", ""},
-        ReportCase{"AdapterCapability",
-                   {"adapter-capability", "--route", "0x1", "--port", "10", "--index", "0", kRich}, 0, "(PCIe Adapter)",
-                   ""},
-        ReportCase{"RouterDescends", {"router", "--route", "0x301", kRich}, 0,
-                   "Port 0xb configuration space at route 0x30301\n", ""},
-        ReportCase{"AllOnRichHost", {"all", kRich}, 0, "Router ID 1:\n=================================\n\n", ""},
-        ReportCase{"AllOnDefaultHost", {"all", kDefault}, 0, "Port 0x6 configuration space at route 0x301\n", ""},
-        ReportCase{"LinkControllerMemory", {"lc-memory", "--route", "0x1", "--lc", "1", kRich}, 0,
-                   "LC 1 Memory Dump for RID 0 and Route 0x1\n0x8000: 0x", ""},
-        ReportCase{"ViaParentTwoLevels", {"device", "--via-parent", "0x1", "--bus", "0", "--bus", "0", kRich}, 0,
-                   "Device ID=0x15ec", ""},
-        ReportCase{"RouterViaParentAlone", {"router", "--via-parent", "0x1", "--bus", "0", kRich}, 0,
-                   "  002:  00000201", ""},
-        // Failures: a report that closes with its error line, or prints nothing.
-        ReportCase{"UnreachableRouter", {"device", "--route", "0x5", kRich}, 1, "ERROR: 0xe00002d6\n",
-                   "tbkit report device: the report ends with an error: 0xe00002d6 (time-out)\n"},
-        ReportCase{"NoSuchController", {"path", "--route", "0", "--port", "1", "--rid", "7", kRich}, 1,
-                   "ERROR: 0xe00002f0\n", "tbkit report path: the report ends with an error: 0xe00002f0 (not found)\n"},
-        ReportCase{"LinkControllerBeyondCount", {"lc-memory", "--route", "0x1", "--lc", "2", kRich}, 1,
-                   "Error: 0xe00002bc\n",
-                   "tbkit report lc-memory: the report ends with an error: 0xe00002bc (general failure)\n"},
-        ReportCase{"RouterThatDoesNotAnswer", {"router", "--route", "0x5", kRich}, 1, "",
-                   "tbkit report router: the router's device space cannot be read\n"},
-        // Usage errors.
-        ReportCase{"NoRouter", {"device", kRich}, 2, "",
-                   "tbkit report device: give exactly one of --route and --via-parent (see --help)\n"},
-        ReportCase{"BusWithRoute", {"device", "--route", "1", "--bus", "0", kRich}, 2, "",
-                   "tbkit report device: --bus goes with --via-parent (see --help)\n"},
-        ReportCase{"ViaParentWithoutBus", {"router", "--via-parent", "1", kRich}, 2, "",
-                   "tbkit report router: --via-parent needs --bus (see --help)\n"},
-        ReportCase{"AllTakesNoRoute", {"all", "--route", "1", kRich}, 2, "",
-                   "tbkit report all: unknown option --route (see --help)\n"},
-        ReportCase{"UnknownReport", {"space", kRich}, 2, "",
-                   "tbkit report: unknown command 'space' (see tbkit report --help)\n"},
-        ReportCase{"Help", {"lc-block", "--help"}, 0, "  -V, --hardware-time", ""}), test::byName);
+INSTANTIATE_TEST_SUITE_P(Reports, TbkitCommand, ::testing::ValuesIn(kReports), test::byName);
 
 TEST(ReportCommands, HardwareTimeGoesToTheErrorStreamOnly) {
   const Outcome quiet = tbkit({"report", "path", "--route", "0x1", "--port", "1", kRich});

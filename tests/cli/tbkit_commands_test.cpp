@@ -9,32 +9,21 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cli/tbkit_main.h"
-#include "cli/tbkit_run.h"
+#include "cli/command_case.h"
+#include "support/param_names.h"
 #include "support/temp_dir.h"
 #include "support/topology_builder.h"
 
 namespace tbt::cli {
 namespace {
 
-// A command line, its exit status, a text its output holds and its whole error output.
-struct Case {
-  std::vector<std::string> args;
-  int status;
-  std::string outContains;
-  std::string err;
-};
+TEST_P(TbkitCommand, ExitStatusOutputAndError) { expectCommand(GetParam()); }
 
-// Runs every case with extra appended to its arguments.
-void expectCases(const std::vector<Case>& cases, const std::vector<std::string>& extra = {}) {
-  for (const Case& c : cases) {
-    std::vector<std::string> args = c.args;
-    args.insert(args.end(), extra.begin(), extra.end());
-    SCOPED_TRACE(::testing::PrintToString(args));
-    const Outcome run = tbkit(args);
-    EXPECT_EQ(run.status, c.status) << run.err;
-    EXPECT_NE(run.out.find(c.outContains), std::string::npos) << run.out;
-    EXPECT_EQ(run.err, c.err);
+// Rows made in the test, for files in its own folder.
+void expectCases(const std::vector<CommandCase>& cases) {
+  for (const CommandCase& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.args));
+    expectCommand(c);
   }
 }
 
@@ -56,10 +45,10 @@ TEST_F(DromCommands, BuildWritesAtomicallyAndParsesBack) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), std::filesystem::directory_iterator()), 1);
   EXPECT_EQ(std::filesystem::file_size(image), 46u);
   expectCases({
-      {{"drom", "parse", image, "--port-map=1:1,2:0x100102"}, 0, "uid: 0x123456789abcdef\n", ""},
-      {{"drom", "parse", image}, 0, "Vendor Name; 'AB'\n", ""},
-      {{"drom", "dump", image, "--style", "plain", "--width", "0x20"}, 0, "50 ef cd ab 89 67 45 23 01 ", ""},
-      {{"drom", "dump", image, "--style", "plain"}, 0, "04 05 de ad\n", ""},
+      {"", {"drom", "parse", image, "--port-map=1:1,2:0x100102"}, 0, "uid: 0x123456789abcdef\n", ""},
+      {"", {"drom", "parse", image}, 0, "Vendor Name; 'AB'\n", ""},
+      {"", {"drom", "dump", image, "--style", "plain", "--width", "0x20"}, 0, "50 ef cd ab 89 67 45 23 01 ", ""},
+      {"", {"drom", "dump", image, "--style", "plain"}, 0, "04 05 de ad\n", ""},
   });
 }
 
@@ -75,62 +64,71 @@ TEST_F(DromCommands, HelpAndBadInput) {
     return extra;
   };
   expectCases({
-      {{"drom", "parse", "--help"}, 0, "usage: tbkit drom parse [options] FILE\n", ""},
-      {build({"--uid", "12z"}), 2, "",
+      {"", {"drom", "parse", "--help"}, 0, "usage: tbkit drom parse [options] FILE\n", ""},
+      {"", build({"--uid", "12z"}), 2, "",
        "tbkit drom build: --uid: '12z' is not a number (decimal or 0x-hex) (see --help)\n"},
-      {build({}), 2, "", "tbkit drom build: missing --uid (see --help)\n"},
-      {build({"--uid", "1", "--model-id", "3"}), 2, "",
+      {"", build({}), 2, "", "tbkit drom build: missing --uid (see --help)\n"},
+      {"", build({"--uid", "1", "--model-id", "3"}), 2, "",
        "tbkit drom build: --model-id given more than once (see --help)\n"},
-      {build({"--uid", "1", "--generic", "64:00"}), 2, "",
+      {"", build({"--uid", "1", "--generic", "64:00"}), 2, "",
        "tbkit drom build: --generic: 64 is out of range (at most 0x3f) (see --help)\n"},
-      {{"drom", "parse"}, 2, "", "tbkit drom parse: missing FILE (see --help)\n"},
-      {{"drom", "parse", corrupt, "--port-map", "nonesuch"}, 2, "",
+      {"", {"drom", "parse"}, 2, "", "tbkit drom parse: missing FILE (see --help)\n"},
+      {"", {"drom", "parse", corrupt, "--port-map", "nonesuch"}, 2, "",
        "tbkit drom parse: --port-map: 'nonesuch' is neither a port map (lane6-pcie4-dp3, lane5-pcie4-dp3, "
        "lane1-pcieup1) nor a port:type list (see --help)\n"},
-      {{"drom", "parse", missing}, 1, "", "tbkit drom parse: cannot read " + missing + ": No such file or directory\n"},
-      {{"drom", "parse", dir_.string()}, 1, "", "tbkit drom parse: cannot read " + dir_.string() + ": Is a directory\n"},
-      {{"drom", "parse", fifo}, 1, "", "tbkit drom parse: cannot read " + fifo + ": not a regular file\n"},
-      {{"drom", "parse", corrupt, "--port-map", "1:0,2:0,1:0"}, 2, "",
+      {"", {"drom", "parse", missing}, 1, "",
+       "tbkit drom parse: cannot read " + missing + ": No such file or directory\n"},
+      {"", {"drom", "parse", dir_.string()}, 1, "",
+       "tbkit drom parse: cannot read " + dir_.string() + ": Is a directory\n"},
+      {"", {"drom", "parse", fifo}, 1, "", "tbkit drom parse: cannot read " + fifo + ": not a regular file\n"},
+      {"", {"drom", "parse", corrupt, "--port-map", "1:0,2:0,1:0"}, 2, "",
        "tbkit drom parse: --port-map: port 1 is given twice (see --help)\n"},
-      {{"drom", "parse", corrupt}, 1, "",
+      {"", {"drom", "parse", corrupt}, 1, "",
        "tbkit drom parse: " + corrupt + ": parse failed: 0xe0000001 (checksum mismatch)\n"},
-      {{"drom", "dump", corrupt, "--width"}, 2, "", "tbkit drom dump: --width needs a value (N) (see --help)\n"},
-      {{"drom", "dump", corrupt, "--style", "hex"}, 2, "",
+      {"", {"drom", "dump", corrupt, "--width"}, 2, "", "tbkit drom dump: --width needs a value (N) (see --help)\n"},
+      {"", {"drom", "dump", corrupt, "--style", "hex"}, 2, "",
        "tbkit drom dump: --style: 'hex' is not dump, code or plain (see --help)\n"},
-      {{"drom", "frob"}, 2, "", "tbkit drom: unknown command 'frob' (see tbkit drom --help)\n"},
+      {"", {"drom", "frob"}, 2, "", "tbkit drom: unknown command 'frob' (see tbkit drom --help)\n"},
   });
 }
 
 const std::string kHost = "--host=sim:" + std::string(TBT_FIXTURES_DIR) + "/hosts/rich.json";
 
-TEST(TopologyCommands, ExitCodesOutputAndErrors) {
-  expectCases(
-      {
-          {{"list"}, 0, "    Adapter 3: Port, to another host (XDomain)\n", ""},
-          {{"list"}, 0, "      Router 0x1 (depth 1): vendor 0x8086 device 0x15ef, UID 0x0001d15b00a1c311\n", ""},
-          {{"read", "--route", "0x1", "--space", "device", "--index", "0", "--count", "2"}, 0,
-           "0x0000: 0x15ef8086\n0x0001: 0x0012c110\n", ""},
-          {{"read", "--via-parent", "0x1", "--bus", "0", "--bus", "0", "--space", "device", "--index", "0x40"}, 0,
-           "0x0040: 0xc0c0c0c0\n", ""},
-          {{"read", "--iecs-route", "0x1", "--bus", "1", "--space", "device", "--index", "64"}, 0,
-           "0x0040: 0xb0b0b0b0\n", ""},
-          {{"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--length", "2"}, 0,
-           "5a 17\n", ""},
-          {{"read", "--route", "1", "--iecs-route", "1", "--bus", "0", "--space", "port", "--index", "0"}, 2, "",
-           "tbkit read: give exactly one of --route, --via-parent and --iecs-route (see --help)\n"},
-          {{"read", "--route", "0x5", "--space", "device", "--index", "0"}, 1, "",
-           "tbkit read: reading index 0x0: 0xe00002d6 (time-out)\n"},
-          {{"read", "--via-parent", "0x301", "--bus", "0", "--space", "device", "--index", "0"}, 1, "",
-           "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
-          {{"iecs", "write", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--data", "0102",
-            "--length", "3"},
-           2, "", "tbkit iecs write: --length 3 does not match the 2 bytes of --data (see --help)\n"},
-          {{"iecs", "read", "--route", "1", "--rid", "5", "--bus", "0", "--device", "1", "--offset", "0", "--length",
-            "2"},
-           2, "", "tbkit iecs read: --rid: no controller has router ID 5 (see --help)\n"},
-      },
-      {kHost});
-}
+const CommandCase kCommands[] = {
+    {"ListXDomain", {"list", kHost}, 0, "    Adapter 3: Port, to another host (XDomain)\n", ""},
+    {"ListRouter", {"list", kHost}, 0,
+     "      Router 0x1 (depth 1): vendor 0x8086 device 0x15ef, UID 0x0001d15b00a1c311\n", ""},
+    {"Read", {"read", "--route", "0x1", "--space", "device", "--index", "0", "--count", "2", kHost}, 0,
+     "0x0000: 0x15ef8086\n0x0001: 0x0012c110\n", ""},
+    {"ReadViaParent",
+     {"read", "--via-parent", "0x1", "--bus", "0", "--bus", "0", "--space", "device", "--index", "0x40", kHost}, 0,
+     "0x0040: 0xc0c0c0c0\n", ""},
+    {"ReadIecsRoute", {"read", "--iecs-route", "0x1", "--bus", "1", "--space", "device", "--index", "64", kHost}, 0,
+     "0x0040: 0xb0b0b0b0\n", ""},
+    {"IecsRead", {"iecs", "read", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--length", "2",
+                  kHost}, 0, "5a 17\n", ""},
+    {"TwoRoutes", {"read", "--route", "1", "--iecs-route", "1", "--bus", "0", "--space", "port", "--index", "0", kHost},
+     2, "", "tbkit read: give exactly one of --route, --via-parent and --iecs-route (see --help)\n"},
+    {"ReadTimesOut", {"read", "--route", "0x5", "--space", "device", "--index", "0", kHost}, 1, "",
+     "tbkit read: reading index 0x0: 0xe00002d6 (time-out)\n"},
+    {"ReadViaParentNotFound",
+     {"read", "--via-parent", "0x301", "--bus", "0", "--space", "device", "--index", "0", kHost}, 1, "",
+     "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
+    {"IecsWriteLengthMismatch",
+     {"iecs", "write", "--route", "1", "--bus", "0", "--device", "1", "--offset", "0", "--data", "0102", "--length",
+      "3", kHost},
+     2, "", "tbkit iecs write: --length 3 does not match the 2 bytes of --data (see --help)\n"},
+    {"IecsNoSuchController",
+     {"iecs", "read", "--route", "1", "--rid", "5", "--bus", "0", "--device", "1", "--offset", "0", "--length", "2",
+      kHost},
+     2, "", "tbkit iecs read: --rid: no controller has router ID 5 (see --help)\n"},
+    {"DotAndJson", {"list", "--host=sim", "--dot", "--json"}, 2, "",
+     "tbkit list: --dot and --json cannot be given together: choose one output (see --help)\n"},
+    {"RestartWithoutAHostFile", {"host", "restart", "--host=sim"}, 2, "",
+     "tbkit host restart: this command needs a simulated host file to write back to (--host=sim:FILE)\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Commands, TbkitCommand, ::testing::ValuesIn(kCommands), test::byName);
 
 TEST(TopologyCommands, VerboseShowsTheLogLines) {
   const std::vector<std::string> args = {"read", "--via-parent", "0x1", "--bus", "0", "--space", "device", "--index",

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/tbkit_run.h"
+#include "support/param_names.h"
 #include "support/temp_dir.h"
 
 namespace tbt::cli {
@@ -36,7 +37,12 @@ struct DiffCase {
   std::vector<std::string> lines;     // lines the output must hold
 };
 
-void setEeprom(json& host) { routerAt(host, "0x301")["device-space"]["0x44"] = "0x00000003"; }
+// Sets a device-space double word of router 0x301.
+std::function<void(json&)> deviceWord(const char* index, const char* value) {
+  return [=](json& host) { routerAt(host, "0x301")["device-space"][index] = value; };
+}
+const auto setEeprom = deviceWord("0x44", "0x00000003");
+void setCounter(json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; }
 
 const DiffCase kCases[] = {
     {"CaptureOfTheDefaultHost", kDefault, nullptr, {}, 0, {"--- A: sim", "no differences"}},
@@ -49,12 +55,12 @@ const DiffCase kCases[] = {
       "+   044:  00000003   EEPROM [Done=0   Reload=0   None=0   BitBang=0   DO=0   DI=0   CS=1   SK=1]"}},
     {"IgnoredField", kDefault, setEeprom, {"--ignore", "EEPROM SK"}, 0, {"no differences"}},
     {"AnotherFieldIgnored", kDefault, setEeprom, {"--ignore", "EEPROM CS", "--ignore", "time"}, 1, {}},
-    {"ErrorCountIgnored", kDefault, [](json& host) { routerAt(host, "0x301")["device-space"]["0x41"] = "0x80000000"; },
-     {"--ignore", "errors"}, 0, {"no differences"}},
-    {"ErrorEnableIsNoCount", kDefault, [](json& host) { routerAt(host, "0x301")["device-space"]["0x43"] = "0x00010000"; },
-     {"--ignore", "errors"}, 1, {"+   043:  00010000   CRC Err En 0x0001  Errs[P4:FC=0 HEC=0 LK=0   P3:FC=0 HEC=0 LK=0   P2:FC=0 HEC=0 LK=0   P1:FC=0 HEC=0 LK=0]"}},
-    {"TimeoutIsNoTime", kDefault, [](json& host) { routerAt(host, "0x301")["device-space"]["0x4"] = "0x00000001"; },
-     {"--ignore", "time"}, 1, {"+   004:  00000001   Thunderbolt Version=0x00   Config Retry Timeout=0x01"}},
+    {"ErrorCountIgnored", kDefault, deviceWord("0x41", "0x80000000"), {"--ignore", "errors"}, 0, {"no differences"}},
+    {"ErrorEnableIsNoCount", kDefault, deviceWord("0x43", "0x00010000"), {"--ignore", "errors"}, 1,
+     {"+   043:  00010000   CRC Err En 0x0001  Errs[P4:FC=0 HEC=0 LK=0   P3:FC=0 HEC=0 LK=0   P2:FC=0 HEC=0 LK=0   "
+      "P1:FC=0 HEC=0 LK=0]"}},
+    {"TimeoutIsNoTime", kDefault, deviceWord("0x4", "0x00000001"), {"--ignore", "time"}, 1,
+     {"+   004:  00000001   Thunderbolt Version=0x00   Config Retry Timeout=0x01"}},
     {"OtherRouterChosen", kDefault, setEeprom, {"--route", "0x1"}, 0, {"no differences"}},
     {"RouterChosen", kDefault, setEeprom, {"--route", "0x301"}, 1, {"Router 0x301 (controller 0):"}},
     {"OtherAdapterChosen", kDefault, setEeprom, {"--port", "63"}, 0, {"no differences"}},
@@ -76,15 +82,9 @@ const DiffCase kCases[] = {
      {}, 0,
      {"  read on one side only: device space, VSEC length=0x10   VSEC ID=0x01 (DFT)   Cap ID=0x05   Next Cap Ptr=0x00",
       "+   044:  unreadable: 0xe00002c7 (unsupported)"}},
-    {"Counters", kDefault,
-     [](json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; },
-     {}, 1, {"  adapter 1 counter space", "+   001:  00000005"}},
-    {"AdapterChosen", kDefault,
-     [](json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; },
-     {"--port", "1"}, 1, {"  adapter 1 counter space"}},
-    {"CountersIgnored", kDefault,
-     [](json& host) { routerAt(host, "0x1")["ports"]["1"]["counter-space"] = {{"0x1", "0x00000005"}}; },
-     {"--ignore", "counters"}, 0, {"no differences"}},
+    {"CountersOfTheAdapterChosen", kDefault, setCounter, {"--port", "1"}, 1,
+     {"  adapter 1 counter space", "+   001:  00000005"}},
+    {"CountersIgnored", kDefault, setCounter, {"--ignore", "counters"}, 0, {"no differences"}},
     {"RouterBehindABridge", kRich,
      [](json& host) {
        for (json& r : host["controllers"][0]["routers"])
@@ -117,7 +117,8 @@ TEST_P(Diff, NamesWhatDiffers) {
   const Outcome text = tbkit(args);
   EXPECT_EQ(text.status, c.status) << text.out << text.err;
   EXPECT_EQ(text.err, "");
-  for (const std::string& line : c.lines) EXPECT_NE(text.out.find(line + "\n"), std::string::npos) << line << " not in\n" << text.out;
+  for (const std::string& line : c.lines)
+    EXPECT_NE(text.out.find(line + "\n"), std::string::npos) << line << " not in\n" << text.out;
   // The document says the same: as many routers and differences, equal only when the text says so.
   args.push_back("--json");
   const Outcome document = tbkit(args);
@@ -144,8 +145,7 @@ TEST_P(Diff, NamesWhatDiffers) {
   EXPECT_EQ(minus, words + static_cast<size_t>(replaced));
 }
 
-INSTANTIATE_TEST_SUITE_P(Pairs, Diff, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Pairs, Diff, ::testing::ValuesIn(kCases), test::byName);
 
 // Values from outside reach the terminal escaped; a word both sides list on
 // its own is compared once.

@@ -21,14 +21,29 @@ struct Recorder final : Progress {
   Calls calls;
 };
 
-// A report sink that keeps nothing and hands out a progress.
+// A report sink that keeps nothing and hands out its recorder.
 struct ProgressSink final : ReportSink {
   void write(std::string_view) override {}
-  Progress* progress() const override { return recorder; }
-  Recorder* recorder = nullptr;
+  Progress* progress() const override { return &recorder; }
+  mutable Recorder recorder;
 };
 
+// 0 to total in steps of step, the last step cut short.
+Calls counting(uint64_t total, uint64_t step = 1) {
+  Calls calls;
+  for (uint64_t done = 0; done < total; done += step) calls.emplace_back(done, total);
+  calls.emplace_back(total, total);
+  return calls;
+}
+
 ThunderboltUserClientUtils& utils() { return ThunderboltUserClientUtils::sharedInstance(); }
+
+std::string switchHost(bool linkController) {
+  test::SwitchHostBuilder b;
+  b.identity(0x15678086).dft(0x40, 0x100).eeprom(2048);
+  if (linkController) b.linkController(0x50, 0x10, 200).nvm({{"0x10", "a0a1"}});
+  return b.json();
+}
 
 // 64 bytes are one mailbox request, 70 a request, a double word and two
 // bytes of another; the EEPROM is read byte by byte.
@@ -38,17 +53,9 @@ TEST(ProgressCalls, NvmAndEepromReads) {
     uint32_t size;
     Calls calls;
   };
-  const Row rows[] = {
-      {true, 64, {{0, 64}, {64, 64}}},
-      {true, 70, {{0, 70}, {64, 70}, {70, 70}}},
-      {true, 3, {{0, 3}, {3, 3}}},
-      {false, 3, {{0, 3}, {1, 3}, {2, 3}, {3, 3}}},
-  };
-  for (const Row& row : rows) {
-    test::SwitchHostBuilder b;
-    b.identity(0x15678086).dft(0x40, 0x100).eeprom(2048);
-    if (row.linkController) b.linkController(0x50, 0x10, 200).nvm({{"0x10", "a0a1"}});
-    test::ScopedHost host(b.json());
+  for (const Row& row : {Row{true, 64, counting(64, 64)}, Row{true, 70, counting(70, 64)},
+                         Row{true, 3, counting(3, 64)}, Row{false, 3, counting(3)}}) {
+    test::ScopedHost host(switchHost(row.linkController));
     LocalRouterHandle handle;
     handle.setRoute(0x1);
     std::vector<uint8_t> buffer(row.size);
@@ -59,45 +66,36 @@ TEST(ProgressCalls, NvmAndEepromReads) {
 }
 
 TEST(ProgressCalls, AnEepromReadStopsAtTheFailingByte) {
-  test::ScopedHost host(test::SwitchHostBuilder().identity(0x15678086).dft(0x40, 0x100).eeprom(2048).json());
-  LocalRouterHandle handle;
+  test::ScopedHost host(switchHost(false));
+  LocalRouterHandle handle, nowhere;
   handle.setRoute(0x1);
-  uint8_t dft = 0;
-  ASSERT_EQ(utils().findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, handle, 0, kDeviceSpace), status::kSuccess);
-  std::vector<uint8_t> buffer(2);
-  Recorder recorder;
-  ASSERT_EQ(utils().eeMultiByteRead(buffer.data(), 2, 0, handle, dft, &recorder), status::kSuccess);
-  EXPECT_EQ(recorder.calls, (Calls{{0, 2}, {1, 2}, {2, 2}}));
-  LocalRouterHandle nowhere;
   nowhere.setRoute(0x7);
-  recorder.calls.clear();
-  EXPECT_NE(utils().eeMultiByteRead(buffer.data(), 2, 0, nowhere, dft, &recorder), status::kSuccess);
-  EXPECT_EQ(recorder.calls, (Calls{{0, 2}}));
+  uint8_t dft = 0;
+  ASSERT_EQ(utils().findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, handle, 0, kDeviceSpace),
+            status::kSuccess);
+  std::vector<uint8_t> buffer(2);
+  Recorder read, failed;
+  ASSERT_EQ(utils().eeMultiByteRead(buffer.data(), 2, 0, handle, dft, &read), status::kSuccess);
+  EXPECT_EQ(read.calls, counting(2));
+  EXPECT_NE(utils().eeMultiByteRead(buffer.data(), 2, 0, nowhere, dft, &failed), status::kSuccess);
+  EXPECT_EQ(failed.calls, (Calls{{0, 2}}));
 }
 
-// 0x8000 to 0xeffc: 7168 addresses, each told before it is read.
-TEST(ProgressCalls, LinkControllerMemory) {
-  test::ScopedHost host(test::goldenFile("reports/link_controller.json"));
-  LocalRouterHandle handle;
-  Recorder recorder;
-  ProgressSink sink;
-  sink.recorder = &recorder;
-  utils().memoryDumpForLC(0, handle, sink);
-  ASSERT_EQ(recorder.calls.size(), 7169u);
-  EXPECT_EQ(recorder.calls.front(), (std::pair<uint64_t, uint64_t>{0, 7168}));
-  EXPECT_EQ(recorder.calls[7167], (std::pair<uint64_t, uint64_t>{7167, 7168}));
-  EXPECT_EQ(recorder.calls.back(), (std::pair<uint64_t, uint64_t>{7168, 7168}));
-}
-
-// Every router of both controllers of the rich host (four and two), counted
-// from the registry before the first is reported.
-TEST(ProgressCalls, EveryRouter) {
+// 0x8000 to 0xeffc: 7168 addresses, each told before it is read; every
+// router of both controllers of the rich host (four and two), counted from
+// the registry before the first is reported.
+TEST(ProgressCalls, LinkControllerMemoryAndEveryRouter) {
+  {
+    test::ScopedHost host(test::goldenFile("reports/link_controller.json"));
+    LocalRouterHandle handle;
+    ProgressSink sink;
+    utils().memoryDumpForLC(0, handle, sink);
+    EXPECT_EQ(sink.recorder.calls, counting(7168));
+  }
   test::ScopedHost host(test::fixtureHost("rich.json"));
-  Recorder recorder;
   ProgressSink sink;
-  sink.recorder = &recorder;
   utils().allSpaces(sink);
-  EXPECT_EQ(recorder.calls, (Calls{{0, 6}, {1, 6}, {2, 6}, {3, 6}, {4, 6}, {5, 6}, {6, 6}}));
+  EXPECT_EQ(sink.recorder.calls, counting(6));
 }
 
 }  // namespace

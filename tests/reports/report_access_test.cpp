@@ -1,6 +1,6 @@
 // The reports' reach: the LC memory window, the descent of the all-spaces
 // report, a router behind another's link controller, a controller without a
-// user client; and the names the port report looks up.
+// user client.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -153,51 +153,6 @@ TEST(AbsentUserClient, ReadsFailWithNotFound) {
   EXPECT_EQ(utils.pathSpaceForPort(1, handle), "ERROR: 0xe00002f0\n");
   EXPECT_EQ(utils.deviceCapabilityAtIndex(0x10, handle), "");
 }
-
-// Names the port report looks up: adapters by type, link states by state.
-struct NameCase {
-  const char* name;
-  uint32_t port;
-  std::map<uint32_t, uint32_t> words;
-  const char* text;
-};
-
-void PrintTo(const NameCase& c, std::ostream* os) { *os << c.name; }
-
-NameCase adapter(const char* name, uint32_t type, const char* text) { return {name, 1, {{2, type}}, text}; }
-// A PHY capability at 0x10 with the state in double word 1 and other bits
-// 29..26 in double word 2.
-NameCase linkState(const char* name, uint32_t state, uint32_t following, const char* text) {
-  return {name, 1, {{1, 0x10}, {0x10, 0x100}, {0x11, state << 26}, {0x12, following << 26}}, text};
-}
-
-const NameCase kNames[] = {
-    adapter("Inactive", 0x000000, "(Port is inactive)\n"),
-    adapter("UnknownProtocol", 0x000003, "(Unknown adapter protocol)\n"),
-    adapter("DpIn", 0x0e0101, "(DisplayPort or HDMI IN Adapter)\n"),
-    adapter("DpOut", 0x0e0102, "(DisplayPort or HDMI OUT Adapter)\n"),
-    adapter("UsbAnySubclass", 0x20ab03, "(USB Adapter)\n"),
-    adapter("UnknownBaseClass", 0x210000, "(Unknown adapter base class)\n"),
-    linkState("LinkDown", 0, 9, "\tLINK STATE:  Link Down - Disabled\n"),
-    linkState("Undefined10", 10, 3, "\tLINK STATE:  Undefined 3\n"),
-    linkState("Undefined12", 12, 12, "\tLINK STATE:  Undefined 12\n"),
-    linkState("Undefined15", 15, 0, "\tLINK STATE:  Undefined 0\n"),
-};
-
-class PortNames : public ::testing::TestWithParam<NameCase> {};
-
-TEST_P(PortNames, Named) {
-  const NameCase& c = GetParam();
-  nlohmann::json host = test::hostWithRouters({0x0});
-  for (auto [index, value] : c.words)
-    test::routerOf(host, 0x0)["ports"][std::to_string(c.port)]["port-space"][std::to_string(index)] = test::hex(value);
-  test::ScopedHost scoped(host.dump());
-  LocalRouterHandle handle;
-  const std::string text = ThunderboltUserClientUtils::sharedInstance().portSpaceForPort(c.port, handle);
-  EXPECT_NE(text.find(c.text), std::string::npos) << text;
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, PortNames, ::testing::ValuesIn(kNames), test::byName);
 
 }  // namespace
 }  // namespace tbt

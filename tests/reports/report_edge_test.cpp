@@ -1,5 +1,6 @@
 // Edge cases of the reports on small hosts: chains that end oddly, fixed
-// lengths, names looked up from values, failing reads and where they show.
+// lengths, names looked up from values (adapter types and link states),
+// failing reads and where they show.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -72,6 +73,17 @@ constexpr uint32_t firstCap(uint32_t next) { return next; }
 // Port-space double word 1 (next pointer) and 5 (Max In HopID) of a port.
 Words portWith(uint32_t next, uint32_t maxInHop = 0) { return {{1, next}, {2, 0x000001}, {5, maxInHop}}; }
 
+// Names the port report looks up: adapters by type, link states by state
+// (a PHY capability at 0x10 with the state in double word 1 and other bits
+// 29..26 in double word 2).
+EdgeCase adapter(const char* name, uint32_t type, const char* text) {
+  return {name, {}, {{1, {{2, type}}}}, {}, false, portSpace(1), {{text, 1}}};
+}
+EdgeCase linkState(const char* name, uint32_t state, uint32_t following, const char* text) {
+  return {name, {}, {{1, {{1, 0x10}, {0x10, 0x100}, {0x11, state << 26}, {0x12, following << 26}}}}, {}, false,
+          portSpace(1), {{text, 1}}};
+}
+
 const EdgeCase kEdgeCases[] = {
     {"SelfPointingCapabilityPrintedOnce", {{1, firstCap(0x10)}, {0x10, 0x00000910}}, {}, {}, false, deviceSpace(),
      {{"  010:  00000910   Cap ID = 0x09   Next Cap Ptr=0x10\n", 1}, {"ERROR", 0}}},
@@ -121,6 +133,16 @@ const EdgeCase kEdgeCases[] = {
     {"FixedStartForEarlyControllersDpOut",
      {}, {{1, {{0, 0x15478086}, {1, 0x20}, {2, 0x0e0102}, {0x39, 0x00000900}}}}, {readFault(1, 1, 0x20)}, false,
      portSpace(1), {{"\n  039:  00000900   Cap ID = 0x09", 1}, {"ERROR", 0}}},
+    adapter("Inactive", 0x000000, "(Port is inactive)\n"),
+    adapter("UnknownProtocol", 0x000003, "(Unknown adapter protocol)\n"),
+    adapter("DpIn", 0x0e0101, "(DisplayPort or HDMI IN Adapter)\n"),
+    adapter("DpOut", 0x0e0102, "(DisplayPort or HDMI OUT Adapter)\n"),
+    adapter("UsbAnySubclass", 0x20ab03, "(USB Adapter)\n"),
+    adapter("UnknownBaseClass", 0x210000, "(Unknown adapter base class)\n"),
+    linkState("LinkDown", 0, 9, "\tLINK STATE:  Link Down - Disabled\n"),
+    linkState("Undefined10", 10, 3, "\tLINK STATE:  Undefined 3\n"),
+    linkState("Undefined12", 12, 12, "\tLINK STATE:  Undefined 12\n"),
+    linkState("Undefined15", 15, 0, "\tLINK STATE:  Undefined 0\n"),
 };
 
 class ReportEdge : public ::testing::TestWithParam<EdgeCase> {};

@@ -1,12 +1,13 @@
 // Each decoder family against a small host file and the text expected of it
 // (tests/golden/reports/<name>.json and <name>.txt), and the all-spaces
-// report of the rich fixture host.
+// report of the rich fixture host, as text and as registers with fields.
 #include <gtest/gtest.h>
 
 #include <charconv>
 #include <functional>
 #include <set>
 
+#include "support/param_names.h"
 #include "support/topology_builder.h"
 #include "toolkit/utilities.h"
 
@@ -16,28 +17,37 @@ namespace {
 using Report = std::function<void(ThunderboltUserClientUtils&, RouterHandle&, ReportSink&)>;
 
 struct Golden {
-  const char* name;  // the host file and the expected text
-  const char* host;
+  const char* name;  // the expected text, under tests/golden/reports/
+  std::string host;
   Report report;
+  int registers;  // at least this many registers, each with its fields
 };
 
+std::string golden(const char* name) { return test::goldenFile("reports/" + std::string(name)); }
+
 const Golden kGoldens[] = {
-    {"device_capabilities", "device_capabilities",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceSpaceForRouterHandle(h, s); }},
-    {"link_controller", "link_controller",
-     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceCapabilityAtIndex(0x10, h, s); }},
-    {"ports", "ports",
+    {"device_capabilities", golden("device_capabilities.json"),
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceSpaceForRouterHandle(h, s); }, 10},
+    {"link_controller", golden("link_controller.json"),
+     [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) { u.deviceCapabilityAtIndex(0x10, h, s); }, 10},
+    {"ports", golden("ports.json"),
      [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) {
        u.portSpaceForPort(1, h, s);
        u.portSpaceForPort(2, h, s);
-     }},
-    {"path_counter", "ports",
+     },
+     10},
+    {"path_counter", golden("ports.json"),
      [](ThunderboltUserClientUtils& u, RouterHandle& h, ReportSink& s) {
        for (uint32_t port : {1u, 2u}) {
          u.pathSpaceForPort(port, h, s);
          u.counterSpaceForPort(port, h, s);
        }
-     }},
+     },
+     10},
+    // Two controllers, routers three deep, a link controller with two blocks:
+    // every router of both controllers.
+    {"rich_all_spaces", test::fixtureHost("rich.json"),
+     [](ThunderboltUserClientUtils& u, RouterHandle&, ReportSink& s) { u.allSpaces(s); }, 1000},
 };
 
 // Keeps a report's registers with their fields, and the text as a text sink would.
@@ -105,8 +115,8 @@ class ReportGolden : public ::testing::TestWithParam<Golden> {};
 // gives: each found in its line with its value.
 TEST_P(ReportGolden, MatchesTheExpectedTextAndItsFields) {
   const Golden& g = GetParam();
-  test::ScopedHost host(test::goldenFile("reports/" + std::string(g.host) + ".json"));
-  const std::string expected = test::goldenFile("reports/" + std::string(g.name) + ".txt");
+  test::ScopedHost host(g.host);
+  const std::string expected = golden((std::string(g.name) + ".txt").c_str());
   LocalRouterHandle handle;
   ASSERT_FALSE(expected.empty());
   StringReportSink text;
@@ -115,24 +125,10 @@ TEST_P(ReportGolden, MatchesTheExpectedTextAndItsFields) {
   FieldSink fields;
   g.report(ThunderboltUserClientUtils::sharedInstance(), handle, fields);
   EXPECT_EQ(fields.text(), expected);
-  EXPECT_GT(fields.registers(), 10);
+  EXPECT_GT(fields.registers(), g.registers);
 }
 
-INSTANTIATE_TEST_SUITE_P(Families, ReportGolden, ::testing::ValuesIn(kGoldens),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// Two controllers, routers three deep, a link controller with two blocks:
-// every router of both controllers, streamed as the same text.
-TEST(AllSpacesGolden, RichHost) {
-  test::ScopedHost host(test::fixtureHost("rich.json"));
-  const std::string expected = test::goldenFile("reports/rich_all_spaces.txt");
-  ASSERT_FALSE(expected.empty());
-  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().allSpaces(), expected);
-  FieldSink fields;
-  ThunderboltUserClientUtils::sharedInstance().allSpaces(fields);
-  EXPECT_EQ(fields.text(), expected);
-  EXPECT_GT(fields.registers(), 1000);
-}
+INSTANTIATE_TEST_SUITE_P(Families, ReportGolden, ::testing::ValuesIn(kGoldens), test::byName);
 
 }  // namespace
 }  // namespace tbt
