@@ -37,7 +37,7 @@ class RouterTally final : public ForwardingReportSink {
   RouterTally(ReportSink& sink, uint64_t total) : ForwardingReportSink(sink), total_(total) {
     advance(progress(), 0, total_);
   }
-  void routerReported() {
+  void routerDone() override {
     total_ = std::max(total_, ++done_);
     advance(progress(), done_, total_);
   }
@@ -137,7 +137,7 @@ void ThunderboltUserClientUtils::allSpacesForRouterHandle(RouterHandle& routerHa
     counterSpaceForPort(port, routerHandle, sink);
     sink.write("\n");
   }
-  if (auto* tally = dynamic_cast<reports::RouterTally*>(&sink)) tally->routerReported();
+  sink.routerDone();
   // Only routers the host reaches by route are descended into; a lane
   // adapter with nothing behind it gives a router whose first read fails.
   if (dynamic_cast<LocalRouterHandle*>(&routerHandle) == nullptr) return;

@@ -65,6 +65,8 @@ class ReportSink {
   /// Where a long report (every router, a link controller's memory) tells
   /// how far it has come; none by default.
   virtual Progress* progress() const { return nullptr; }
+  /// The report of every router has finished one router (all its spaces).
+  virtual void routerDone() {}
 };
 
 /// Hands everything on to another sink; a sink that only watches a report
@@ -80,9 +82,7 @@ class ForwardingReportSink : public ReportSink {
     next_.readFailed(route, port, space, index, status);
   }
   Progress* progress() const override { return next_.progress(); }
-
- protected:
-  ReportSink& next() const { return next_; }
+  void routerDone() override { next_.routerDone(); }
 
  private:
   ReportSink& next_;
