@@ -81,9 +81,7 @@ TEST(LinuxRegistry, HostProbesFromTheSystemsFiles) {
   EXPECT_STREQ(board, "LX-2210");
   RegistryEntry rom = registry().fromPath("IODeviceTree:/rom");
   EXPECT_EQ(rom.property("version")->asString(), "1.14.0");
-  EXPECT_FALSE(isLidClosed());
   EXPECT_TRUE(isOnExternalPower());
-  EXPECT_EQ(host.platform().host().bootDiskName(), "nvme0n1p2");
   EXPECT_TRUE(bootMediaEntry());
 }
 
@@ -162,8 +160,7 @@ TEST_P(LinuxReads, AnswerFromTheDebugfsFiles) {
 
 INSTANTIATE_TEST_SUITE_P(
     Fixture, LinuxReads,
-    ::testing::Values(ReadCase{"CapturedHostAdapter", 0x0, 5, 1, 0x3c, status::kSuccess, 0x3f290005},
-                      ReadCase{"CapturedDockAdapter", 0x1, 10, 1, 0x80, status::kSuccess, 0x06410641},
+    ::testing::Values(ReadCase{"CapturedDockAdapter", 0x1, 10, 1, 0x80, status::kSuccess, 0x06410641},
                       ReadCase{"DeviceSpace", 0x301, 0, 2, 1, status::kSuccess, 0x00218105},
                       ReadCase{"PathSpace", 0x0, 1, 0, 0x10, status::kSuccess, 0x80000410},
                       ReadCase{"CounterSpace", 0x0, 1, 3, 1, status::kSuccess, 0xa5a5},
@@ -231,7 +228,6 @@ INSTANTIATE_TEST_SUITE_P(
     Table, LinuxWriteReadBack,
     ::testing::Values(
         ReadBackCase{"PlainRegister", "0-1/regs", 0, 2, 0x1, 0, false, "", status::kSuccess},
-        ReadBackCase{"PlainRegisterLowBitChanged", "0-1/regs", 0, 2, 0x1, 0x1, false, "", status::kNotWritable},
         ReadBackCase{"PlainRegisterHighBitChanged", "0-1/regs", 0, 2, 0x1, 0x80000000, false, "",
                      status::kNotWritable},
         ReadBackCase{"DeviceIgnoresIt", "0-1/regs", 0, 2, 0x1, 0, true, "", status::kNotWritable},
@@ -239,7 +235,6 @@ INSTANTIATE_TEST_SUITE_P(
         // DFT capability at 5: its pin register (relative 4) has the EEPROM's data out.
         ReadBackCase{"PinRegisterDataOut", "0-1/regs", 0, 2, 0x9, 0x08, false, "", status::kSuccess},
         ReadBackCase{"PinRegisterDataIn", "0-1/regs", 0, 2, 0x9, 0x04, false, "", status::kNotWritable},
-        ReadBackCase{"PinRegisterChipSelect", "0-1/regs", 0, 2, 0x9, 0x10, false, "", status::kNotWritable},
         ReadBackCase{"DftOtherRegisterDataOutBit", "0-1/regs", 0, 2, 0x8, 0x08, false, "", status::kNotWritable},
         ReadBackCase{"LinkControllerMailbox", "0-1/regs", 0, 2, 0x40, 0xc0000000, false,
                      "0x0040    0 0x05 0x06 0x00000000\n", status::kSuccess},

@@ -44,8 +44,6 @@ TEST_P(SpaceText, ListsIndexWithValueOrStatus) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, SpaceText,
     ::testing::Values(
-        LineCase{"RegsRow", std::string(kRegsHeader) + "0x0039    0 0x04 0x00 0xc009048f\n", 0x39, status::kSuccess,
-                 0xc009048f, 0x04, 0x00},
         // IDs are a byte each: wider ones are left out, the value kept.
         LineCase{"IdsAtTheLargest", "0x0001 1 0xff 0xff 0x00000007\n", 1, status::kSuccess, 7, 0xff, 0xff},
         LineCase{"IdsPastTheLargest", "0x0001 1 0x1ab 0x1cd 0x00000007\n", 1, status::kSuccess, 7, 0, 0},
@@ -53,7 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
                  status::kSuccess, 0x80000410},
         LineCase{"NoNewlineAtEnd", "0x0002    2 0x00 0x00 0x010e0101", 2, status::kSuccess, 0x010e0101},
         LineCase{"NotAccessible", "0x0040 <not accessible>\n", 0x40, status::kDeviceError, 0},
-        LineCase{"CapabilityReadFailed", "0x0010 <capability read failed>\n", 0x10, status::kDeviceError, 0},
         LineCase{"UnknownCapability", "0x0020 <unknown capability 0x12>\n", 0x20, status::kUnsupported, 0},
         LineCase{"UnsupportedCapability", "0x0030 <unsupported capability 0x07>\n", 0x30, status::kUnsupported, 0},
         LineCase{"EmptyFile", "", 0, status::kUnsupported, 0},
@@ -108,13 +105,11 @@ TEST_P(RouterNames, ParseInFullOrNotAtAll) {
 
 INSTANTIATE_TEST_SUITE_P(
     Entries, RouterNames,
-    ::testing::Values(NameCase{"HostRouter", "0-0", true, 0, 0, 0}, NameCase{"FirstHop", "0-1", true, 0, 1, 1},
-                      NameCase{"SecondHop", "0-301", true, 0, 0x301, 2},
+    ::testing::Values(NameCase{"HostRouter", "0-0", true, 0, 0, 0}, NameCase{"SecondHop", "0-301", true, 0, 0x301, 2},
                       NameCase{"HighAdapterFirst", "0-b01", true, 0, 0xb01, 2},
                       NameCase{"Adapter63", "0-3f", true, 0, 0x3f, 1},
-                      NameCase{"Domain254", "254-3", true, 254, 3, 1}, NameCase{"Domain255", "255-3", true, 255, 3, 1},
-                      NameCase{"Domain256", "256-3", false, 0, 0, 0},
-                      NameCase{"Domain", "domain0", false, 0, 0, 0}, NameCase{"Retimer", "0-0:1.1", false, 0, 0, 0},
+                      NameCase{"Domain255", "255-3", true, 255, 3, 1}, NameCase{"Domain256", "256-3", false, 0, 0, 0},
+                      NameCase{"Retimer", "0-0:1.1", false, 0, 0, 0},
                       NameCase{"Service", "0-1.1", false, 0, 0, 0}, NameCase{"EmptyHop", "0-100", false, 0, 0, 0},
                       NameCase{"AdapterAbove63", "0-40", false, 0, 0, 0},
                       NameCase{"UpperCase", "0-B01", false, 0, 0, 0},

@@ -2,8 +2,6 @@
 // the file layer's own test.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 
 #include "platform/text.h"
@@ -27,13 +25,9 @@ struct BadHost {
 #define ROUTERS(...) R"({"controllers": [{"routers": [)" __VA_ARGS__ "]}]}"
 
 const BadHost kBadHosts[] = {
-    {"NotAnObject", "[]", "host file: expected an object"},
     {"UnknownKey", R"({"bogus": 1})", "bogus: unknown key"},
     {"BooleanExpected", R"({"lid-closed": 1})", "lid-closed: expected true or false"},
-    {"UnknownRomKey", R"({"rom": {"versoin": "x"}})", "rom.versoin: unknown key"},
-    {"BatteryFlag", R"({"batteries": [{"external-connected": "yes"}]})", "batteries[0].external-connected: expected true or false"},
     {"NvramValue", R"({"nvram": {"a": 1}})", "nvram.a: expected a string"},
-    {"LatencyText", R"({"access-latency-us": "12"})", R"(access-latency-us: expected a number (a JSON integer or a "0x..." string))"},
     {"LatencyNegative", R"({"access-latency-us": -1})", "access-latency-us: expected a number that is not negative"},
     {"InterfaceVersion", R"({"controllers": [{"interface-version": 3}]})", "controllers[0].interface-version: must be 1 or 2"},
     {"RouteMissing", ROUTERS(R"({"ports": {}})"), "controllers[0].routers[0].route: required key is missing"},
@@ -59,12 +53,9 @@ const BadHost kBadHosts[] = {
      "0x100101)"},
     {"AdapterAbove63", ROUTERS(R"({"route": 0, "ports": {"64": {}}})"),
      "controllers[0].routers[0].ports.64: key 64 is above the largest value 0x3f"},
-    {"UnknownPortKey", ROUTERS(R"({"route": 0, "ports": {"1": {"lane": 1}}})"), "controllers[0].routers[0].ports.1.lane: unknown key"},
     {"DwordTwice", ROUTERS(R"({"route": 0, "device-space": {"16": 1, "0x10": 2}})"),
      "controllers[0].routers[0].device-space.16: double word 16 given twice"},
     // Runs of consecutive double words: eight hex digits at most, each index once, inside 32 bits.
-    {"DwordRunBadWord", ROUTERS(R"({"route": 0, "device-space": {"0x10": "00000001 xyz"}})"),
-     "controllers[0].routers[0].device-space.0x10: expected up to 8 hex digits per double word, not 'xyz'"},
     {"DwordRunNineDigits", ROUTERS(R"({"route": 0, "device-space": {"0x10": "1 123456789"}})"),
      "controllers[0].routers[0].device-space.0x10: expected up to 8 hex digits per double word, not '123456789'"},
     {"DwordRunOverlaps", ROUTERS(R"({"route": 0, "device-space": {"0x10": "1 2 3", "0x12": 5}})"),
@@ -88,13 +79,8 @@ const BadHost kBadHosts[] = {
     // its own child and building the registry recursed without end.
     {"AdapterZero", R"({"controllers":[{"routers":[{"route":0,"ports":{"1":{}}},{"route":1,"ports":{"0":{}}}]}]})",
      "controllers[0].routers[1].ports.0: adapter 0 is the router itself, not one of its adapters"},
-    {"KeyTwice", R"({"lid-closed": true, "lid-closed": false})", "lid-closed: key given twice in one object"},
-    {"KeyTwiceInARouter", ROUTERS(R"({"route": 0, "ports": {}, "route": 1})"),
-     "controllers[0].routers[0].route: key given twice in one object"},
     {"ControlCharacterInAKey", "{\"a\\nb\": 1}", "a\\nb: unknown key"},
 #define FAILING(...) ROUTERS(R"({"route": 0, "read-failures": [)" __VA_ARGS__ "]}")
-    {"FailureSpaceAbove3", FAILING(R"({"space": 4, "status": 1})"),
-     "controllers[0].routers[0].read-failures[0].space: 0x4 is above the largest value 0x3"},
     {"FailurePortAbove63", FAILING(R"({"port": 64, "space": 1, "status": 1})"),
      "controllers[0].routers[0].read-failures[0].port: 0x40 is above the largest value 0x3f"},
     {"FailureLastAbove0x1fff", FAILING(R"({"space": 2, "last": "0x2000", "status": 1})"),
@@ -103,17 +89,12 @@ const BadHost kBadHosts[] = {
      "controllers[0].routers[0].read-failures[0].last: 0x4 is below first (0x5)"},
     {"FailureStatusZero", FAILING(R"({"space": 2, "status": 0})"),
      "controllers[0].routers[0].read-failures[0].status: a failure status is not 0"},
-    {"FailureSpaceMissing", FAILING(R"({"status": 1})"),
-     "controllers[0].routers[0].read-failures[0].space: required key is missing"},
     {"FailuresOverlap", FAILING(R"({"space": 2, "first": 5, "last": 9, "status": 1},)"
                                 R"({"space": 2, "first": 0, "last": 5, "status": 2})"),
      "controllers[0].routers[0].read-failures[1]: overlaps another failing range of the same space"},
     // The state a run leaves for the next one.
     {"BootSelectionWithoutFirmware", R"({"boot-selection": "/usr/sbin/bless -mount /"})",
      "boot-selection: -firmware is required"},
-    {"BootSelectionNotText", R"({"boot-selection": 1})", "boot-selection: expected a string"},
-    {"RestartRequestedFlag", R"({"restart-requested": "yes"})", "restart-requested: expected true or false"},
-    {"RestartsNegative", R"({"restarts": -1})", "restarts: expected a number that is not negative"},
 };
 
 class BadHostTest : public testing::TestWithParam<BadHost> {};
@@ -174,16 +155,6 @@ TEST(HostFile, ReadFailuresFailTheirRanges) {
   }
 }
 
-TEST(HostFile, ManyRegistryPropertiesLoadInLinearTime) {
-  std::string props;
-  for (int i = 0; i < 100000; ++i) props += textf("%s\"P%d\": %d", i ? ", " : "", i, i);
-  const std::string json = ROUTERS(R"({"route": 0, "registry": {)" + props + "}}");
-  std::string error;
-  auto p = loadHost(json, &error);
-  ASSERT_NE(p, nullptr) << error;
-  EXPECT_EQ(p->sim().router(0, 0)->registry().set.size(), 100000u);
-}
-
 // Objects of many plain members are kept packed: at, below and above the
 // count where packing starts, with a double key, a member of another kind
 // and register values that all read back.
@@ -209,7 +180,6 @@ TEST_P(ManyMembersTest, LoadAsAnyOtherObject) {
 }
 
 const ManyMembers kManyMembers[] = {
-    {"BelowPacking", kPackedMembersFrom - 1, "", ""},
     {"AtPacking", kPackedMembersFrom, "", ""},
     {"AbovePacking", kPackedMembersFrom + 1, "", ""},
     {"NumbersAmongStrings", 100, R"(, "0x200": 7, "0x201": "8 9")", ""},
@@ -290,15 +260,12 @@ const std::string kNestedTooDeep =
     "controllers[0].routers[0].registry.a" + nested("", "", "[0]", 58) + ": nested deeper than 64 levels";
 
 const HostLimit kHostLimits[] = {
-    {"ControllersBelow", [] { return controllersHost(kMaxControllers - 1); }, ""},
     {"ControllersAt", [] { return controllersHost(kMaxControllers); }, ""},
     {"ControllersAbove", [] { return controllersHost(kMaxControllers + 1); },
      "controllers[256]: more than 256 controllers (a router ID has eight bits)"},
-    {"RoutersBelow", [] { return routersHost(kMaxHostRouters - 1, 4); }, ""},
     {"RoutersAt", [] { return routersHost(kMaxHostRouters, 4); }, ""},
     {"RoutersAbove", [] { return routersHost(kMaxHostRouters + 1, 4); },
      "controllers[0].routers[4096]: more than 4096 routers in one host"},
-    {"AdaptersBelow", [] { return routersHost(521, 63, kMaxHostAdapters - 1); }, ""},
     {"AdaptersAt", [] { return routersHost(521, 63, kMaxHostAdapters); }, ""},
     // 520 routers list 63 adapters each (32760), the next one its first eight.
     {"AdaptersAbove", [] { return routersHost(521, 63, kMaxHostAdapters + 1); },
@@ -306,7 +273,6 @@ const HostLimit kHostLimits[] = {
     // Deeper nesting overflowed the stack (reading, copying or walking the
     // document recursed per level): a file nests 64 levels at most, 6 + levels
     // for a registry property levels arrays deep.
-    {"NestingBelow", [] { return registryNested(57); }, ""},
     {"NestingAt", [] { return registryNested(58); }, ""},
     {"NestingAbove", [] { return registryNested(59); }, kNestedTooDeep},
     {"NestingFarAbove", [] { return registryNested(20000); }, kNestedTooDeep},
@@ -333,11 +299,8 @@ TEST(HostFile, FileErrorsNameTheFileAndTheReason) {
   const test::TempDir temp;
   const std::string& dir = temp.path();
   std::ofstream(dir + "/bad.json") << R"({"lid-closed": "no"})";
-  std::ofstream(dir + "/huge.json").close();
-  std::filesystem::resize_file(dir + "/huge.json", (16u << 20) + 1);
   const std::pair<std::string, std::string> cases[] = {
       {"/missing.json", ": cannot read the file: No such file or directory"},
-      {"/huge.json", ": cannot read the file: larger than 16777216 bytes"},
       {"/bad.json", ": lid-closed: expected true or false"},
   };
   for (const auto& [name, reason] : cases) {
@@ -359,37 +322,6 @@ TEST(HostFile, DerivesDeviceSpaceDword1WhenNotGiven) {
   // The adapters a link runs through are lane adapters.
   EXPECT_EQ(p->sim().peek(0, 0x1, 3, 1, 2), 1u);
   EXPECT_EQ(p->sim().peek(0, 0x1, 1, 1, 2), 1u);
-}
-
-TEST(HostFile, SaveRoundTripKeepsVariablesAndMemories) {
-  const test::TempDir dir;
-  auto p = loadHost(R"({"nvram": {"tbt-options": "%04", "keep": "text"},
-                        "controllers": [{"routers": [{"route": 0,
-                          "eeprom": {"size": 64, "bytes": {"0x10": "c0ffee"}},
-                          "nvm": {"size": "0x100", "fill": 0, "bytes": {"0": "01"}},
-                          "lc-memory": {"8": 7}}]}]})",
-                    nullptr);
-  ASSERT_NE(p, nullptr);
-  SimHost& hw = p->sim();
-  hw.runShell("nvram added=%ff%25");
-  Router& r = *hw.router(0, 0);
-  r.eeprom()->write(0x3f, 0x5a);
-  r.nvm()->write(0x80, 0x22);
-  r.lcMemory().write(9, 0xabcdef01);
-
-  std::string path = dir / "host.json", error;
-  ASSERT_TRUE(saveHostFile(hw, path, &error)) << error;
-  auto again = loadHostFile(path, &error);
-  ASSERT_NE(again, nullptr) << error;
-  EXPECT_EQ(again->sim().nvram(), hw.nvram());
-  const Router& r2 = *again->sim().router(0, 0);
-  EXPECT_EQ(r2.eeprom()->read(0, 64), r.eeprom()->read(0, 64));
-  EXPECT_EQ(r2.eeprom()->read(0x10, 3), (std::vector<uint8_t>{0xc0, 0xff, 0xee}));
-  EXPECT_EQ(r2.nvm()->read(0, 0x100), r.nvm()->read(0, 0x100));
-  EXPECT_EQ(r2.lcMemory().words(), r.lcMemory().words());
-  EXPECT_EQ(hostJson(again->sim()), hostJson(hw));
-  EXPECT_NE(hostJson(hw).find(R"("added": "%ff%25")"), std::string::npos) << "values keep the %-notation";
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);  // no temporary left
 }
 
 }  // namespace
