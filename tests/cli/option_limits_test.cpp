@@ -1,6 +1,6 @@
-// The limits of tbkit's options: each row sits at a limit, one below it or
-// one above it. At or below, the command runs (and may fail like any run);
-// above, it is refused as a usage error that names the limit.
+// The limits of tbkit's options: each row sits at a limit or one above it.
+// At the limit, the command runs (and may fail like any run); above, it is
+// refused as a usage error that names the limit.
 #include <gtest/gtest.h>
 
 #include "cli/command_case.h"
@@ -31,10 +31,10 @@ std::string hexBytes(size_t count) {
   for (size_t i = 0; i < count; ++i) hex += "ab";
   return hex;
 }
-// Generic entries that make an image of 1035 + extra bytes.
-std::vector<std::string> imageOf1035Plus(size_t extra) {
+// Generic entries that make an image of 1036 + extra bytes.
+std::vector<std::string> imageOf1036Plus(size_t extra) {
   return dromBuild({"--generic", "1:" + hexBytes(253), "--generic", "2:" + hexBytes(253), "--generic",
-                    "3:" + hexBytes(253), "--generic", "4:" + hexBytes(231 + extra)});
+                    "3:" + hexBytes(253), "--generic", "4:" + hexBytes(232 + extra)});
 }
 
 // Commands on route 1 of the rich host (read, write, lc-memory, iecs) or of
@@ -62,39 +62,27 @@ const std::string kTooDeep = ": --bus: at most 7 levels (one per hop of a route)
 const std::string kSpace = " (a configuration space has 0x2000 double words) (see --help)\n";
 const std::string kIecsEnd = " (an IECS device's registers end at offset 0xff) (see --help)\n";
 const std::string kSixteenBits = " (addresses are 16 bits wide) (see --help)\n";
-const std::string kFifteenFs = "0xfff0: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff";
 
 const CommandCase kLimits[] = {
     // A chain of parents is as deep as a route has hops.
-    {"Parents6", withBuses({"report", "device", "--via-parent", "1", kRich}, 6), 1, "ERROR", kNotFound},
     {"Parents7", withBuses({"report", "device", "--via-parent", "1", kRich}, 7), 1, "ERROR", kNotFound},
     {"Parents8", withBuses({"report", "device", "--via-parent", "1", kRich}, 8), 2, "",
      "tbkit report device" + kTooDeep},
-    {"Parents30000", withBuses({"report", "device", "--via-parent", "1", kRich}, 30000), 2, "",
-     "tbkit report device" + kTooDeep},
-    {"ReadParents7", withBuses({"read", "--via-parent", "1", "--space", "device", "--index", "0", kRich}, 7), 1, "",
-     "tbkit read: reading index 0x0: 0xe00002f0 (not found)\n"},
     {"WriteParents8",
      withBuses({"write", "--via-parent", "1", "--space", "device", "--index", "0", "--value", "0", kRich}, 8), 2,
      "", "tbkit write" + kTooDeep},
     // A configuration space has double words 0 to 0x1fff.
     {"ReadToTheEnd", readDevice("0x1ff0", "16"), 0, "0x1fff: 0x00000000\n", ""},
-    {"ReadShortOfTheEnd", readDevice("0x1ff0", "15"), 0, "0x1ffe: 0x00000000\n", ""},
     {"ReadPastTheEnd", readDevice("0x1ff0", "17"), 2, "",
      "tbkit read: --count: at most 0x10 from --index 0x1ff0" + kSpace},
     {"ReadNothing", readDevice("0", "0"), 2, "", "tbkit read: --count: must be at least 1 (see --help)\n"},
     {"ReadLastIndex", onRich({"read", "--space", "port", "--index", "0x1fff"}), 0, "0x1fff: 0x00000000\n", ""},
     {"ReadIndexPastTheEnd", onRich({"read", "--space", "port", "--index", "0x2000"}), 2, "",
      "tbkit read: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
-    {"WriteIndexPastTheEnd", onRich({"write", "--space", "port", "--index", "0x2000", "--value", "0"}), 2, "",
-     "tbkit write: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
-    {"CapabilityIndexPastTheEnd", onRich({"report", "port-capability", "--port", "1", "--index", "0x2000"}), 2, "",
-     "tbkit report port-capability: --index: 0x2000 is out of range (at most 0x1fff) (see --help)\n"},
     {"BlockToTheEnd", lcBlock("0x1f65", "0x9b"), 0, "  1fff:  00000000   sx_entry", ""},
     {"BlockIndexPastTheNamedRegisters", lcBlock("0x1f66", "0x9b"), 2, "",
      "tbkit report lc-block: --index: 0x1f66 is out of range (at most 0x1f65) (see --help)\n"},
     {"BlockLengthToTheEnd", lcBlock("0x20", "0x1fe0"), 0, "  1fff:  00000000\n", ""},
-    {"BlockLengthShortOfTheEnd", lcBlock("0x20", "0x1fdf"), 0, "  1ffe:  00000000\n", ""},
     {"BlockLengthPastTheEnd", lcBlock("0x20", "0xffffffff"), 2, "",
      "tbkit report lc-block: --length: at most 0x1fe0 from --index 0x20" + kSpace},
     {"LastLinkController", onRich({"report", "lc-memory", "--lc", "15"}), 1, "Error: 0xe00002bc\n",
@@ -103,14 +91,12 @@ const CommandCase kLimits[] = {
      "tbkit report lc-memory: --lc: 16 is out of range (at most 0xf) (see --help)\n"},
     // IECS registers have byte offsets 0 to 0xff.
     {"IecsToTheEnd", iecs("read", "0xf0", "--length", "16"), 0, "00 00\n", ""},
-    {"IecsShortOfTheEnd", iecs("read", "0xf0", "--length", "15"), 0, "00 00\n", ""},
     {"IecsPastTheEnd", iecs("read", "0xf0", "--length", "17"), 2, "",
      "tbkit iecs read: --length: at most 0x10 from --offset 0xf0" + kIecsEnd},
     {"IecsWritePastTheEnd", iecs("write", "0xff", "--data", "0102"), 2, "",
      "tbkit iecs write: --data: at most 0x1 from --offset 0xff" + kIecsEnd},
     // EEPROM and NVM addresses are 16 bits wide.
-    {"EepromToTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "16"), 0, kFifteenFs + " ff\n", ""},
-    {"EepromShortOfTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "15"), 0, kFifteenFs + "\n", ""},
+    {"EepromToTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "16"), 0, "0xfff0: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff\n", ""},
     {"EepromPastTheEnd", bytes("eeprom", "read", "0xfff0", "--length", "17"), 2, "",
      "tbkit eeprom read: --length: at most 0x10 from --offset 0xfff0" + kSixteenBits},
     {"EepromWritePastTheEnd", bytes("eeprom", "write", "0xffff", "--data", "0102"), 2, "",
@@ -121,17 +107,14 @@ const CommandCase kLimits[] = {
     // A DROM entry's length byte counts its 2-byte head (and a name's
     // terminator); the image's length field holds 1023 bytes after the CRC-8
     // and UID (an image too long is found only once built: the run fails).
-    {"NameShortOfTheLongest", dromBuild({"--vendor-name", letters(251)}), 0, "100: ", ""},
     {"NameAtTheLongest", dromBuild({"--vendor-name", letters(252)}), 0, "100: ", ""},
     {"NamePastTheLongest", dromBuild({"--model-name", letters(253)}), 2, "",
      "tbkit drom build: --model-name: at most 252 characters fit in a name entry (see --help)\n"},
-    {"GenericShortOfTheLargest", dromBuild({"--generic", "5:" + hexBytes(252)}), 0, "100: ", ""},
     {"GenericAtTheLargest", dromBuild({"--generic", "5:" + hexBytes(253)}), 0, "100: ", ""},
     {"GenericPastTheLargest", dromBuild({"--generic", "5:" + hexBytes(254)}), 2, "",
      "tbkit drom build: --generic: at most 253 data bytes fit in a generic entry (see --help)\n"},
-    {"ImageShortOfTheLargest", imageOf1035Plus(0), 0, "400: ", ""},
-    {"ImageAtTheLargest", imageOf1035Plus(1), 0, "400: ", ""},
-    {"ImagePastTheLargest", imageOf1035Plus(2), 1, "",
+    {"ImageAtTheLargest", imageOf1036Plus(0), 0, "400: ", ""},
+    {"ImagePastTheLargest", imageOf1036Plus(1), 1, "",
      "tbkit drom build: the image of 1037 bytes is longer than its length field can say (1036)\n"},
 };
 

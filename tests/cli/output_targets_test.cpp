@@ -76,12 +76,9 @@ TEST_P(OutputTarget, FailsAndStops) {
 INSTANTIATE_TEST_SUITE_P(
     Targets, OutputTarget,
     ::testing::Values(
-        TargetCase{"ListFull", {"list", kRich}, Target::FullDevice, kFull, false},
         TargetCase{"ReadFull",
                    {"read", "--route", "1", "--space", "device", "--index", "0", "--count", "0x2000", kRich},
                    Target::FullDevice, kFull, true},
-        TargetCase{"ReportAllFull", {"report", "all", kRich}, Target::FullDevice, kFull, true},
-        TargetCase{"CaptureFull", {"capture", kRich}, Target::FullDevice, kFull, false},
         TargetCase{"UpdatecheckerFull", {"--help"}, Target::FullDevice,
                    "updatechecker: write error: No space left on device\n", false, updatecheckerMain},
         TargetCase{"ReportAllClosedPipe", {"report", "all", kRich}, Target::ClosedPipe, "", true},

@@ -1,14 +1,11 @@
-// What the long loops tell a Progress: every unit out of the total counted
-// first, from 0 to the end, for the NVM (in its requests and from the
-// EEPROM), the EEPROM, a link controller's memory and the report of every
-// router.
+// What an NVM read tells a Progress: every unit out of the total counted
+// first, from 0 to the end, in its mailbox requests and from the EEPROM.
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
 
 #include "support/host_builder.h"
-#include "support/topology_builder.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
@@ -19,13 +16,6 @@ using Calls = std::vector<std::pair<uint64_t, uint64_t>>;
 struct Recorder final : Progress {
   void advance(uint64_t done, uint64_t total) override { calls.emplace_back(done, total); }
   Calls calls;
-};
-
-// A report sink that keeps nothing and hands out its recorder.
-struct ProgressSink final : ReportSink {
-  void write(std::string_view) override {}
-  Progress* progress() const override { return &recorder; }
-  mutable Recorder recorder;
 };
 
 // 0 to total in steps of step, the last step cut short.
@@ -53,8 +43,7 @@ TEST(ProgressCalls, NvmAndEepromReads) {
     uint32_t size;
     Calls calls;
   };
-  for (const Row& row : {Row{true, 64, counting(64, 64)}, Row{true, 70, counting(70, 64)},
-                         Row{true, 3, counting(3, 64)}, Row{false, 3, counting(3)}}) {
+  for (const Row& row : {Row{true, 64, counting(64, 64)}, Row{true, 70, counting(70, 64)}, Row{false, 3, counting(3)}}) {
     test::ScopedHost host(switchHost(row.linkController));
     LocalRouterHandle handle;
     handle.setRoute(0x1);
@@ -63,39 +52,6 @@ TEST(ProgressCalls, NvmAndEepromReads) {
     ASSERT_EQ(utils().nvmRead(buffer.data(), row.size, 0, handle, &recorder), status::kSuccess);
     EXPECT_EQ(recorder.calls, row.calls) << row.size << (row.linkController ? " through the mailbox" : " EEPROM");
   }
-}
-
-TEST(ProgressCalls, AnEepromReadStopsAtTheFailingByte) {
-  test::ScopedHost host(switchHost(false));
-  LocalRouterHandle handle, nowhere;
-  handle.setRoute(0x1);
-  nowhere.setRoute(0x7);
-  uint8_t dft = 0;
-  ASSERT_EQ(utils().findCapabilityAtRouterHandle(dft, kDftCapabilityKey, kVendorCapabilityMask, handle, 0, kDeviceSpace),
-            status::kSuccess);
-  std::vector<uint8_t> buffer(2);
-  Recorder read, failed;
-  ASSERT_EQ(utils().eeMultiByteRead(buffer.data(), 2, 0, handle, dft, &read), status::kSuccess);
-  EXPECT_EQ(read.calls, counting(2));
-  EXPECT_NE(utils().eeMultiByteRead(buffer.data(), 2, 0, nowhere, dft, &failed), status::kSuccess);
-  EXPECT_EQ(failed.calls, (Calls{{0, 2}}));
-}
-
-// 0x8000 to 0xeffc: 7168 addresses, each told before it is read; every
-// router of both controllers of the rich host (four and two), counted from
-// the registry before the first is reported.
-TEST(ProgressCalls, LinkControllerMemoryAndEveryRouter) {
-  {
-    test::ScopedHost host(test::goldenFile("reports/link_controller.json"));
-    LocalRouterHandle handle;
-    ProgressSink sink;
-    utils().memoryDumpForLC(0, handle, sink);
-    EXPECT_EQ(sink.recorder.calls, counting(7168));
-  }
-  test::ScopedHost host(test::fixtureHost("rich.json"));
-  ProgressSink sink;
-  utils().allSpaces(sink);
-  EXPECT_EQ(sink.recorder.calls, counting(6));
 }
 
 }  // namespace

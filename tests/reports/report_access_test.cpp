@@ -41,7 +41,6 @@ sim::Fault windowFault(const std::string_view op, uint32_t index, uint64_t skip)
 const DumpCase kDumps[] = {
     {"WholeWindow", 0, {}, "LC 0 Memory Dump for RID 0 and Route 0x0\n0x8000: 0x12345678\n0x8004: 0x9abcdef0\n", 7169,
      "0xeff8: 0x00000000\n0xeffc: 0xcafef00d\n"},
-    {"SecondController", 1, {}, "LC 1 Memory Dump for RID 0 and Route 0x0\n0x8000: 0x12345678\n", 7169, "0xeffc: 0xcafef00d\n"},
     {"LcEqualToCount", 2, {}, "Error: 0xe00002bc\n", 1, "Error: 0xe00002bc\n"},
     {"FailingDataRead", 0, {windowFault(sim::kFaultConfigRead, kBlock0 + 64, 2)},
      "LC 0 Memory Dump for RID 0 and Route 0x0\n0x8000: 0x12345678\n", 4, "0x8004: 0x9abcdef0\nError: 0xe00002d6\n"},
