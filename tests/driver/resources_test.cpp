@@ -23,7 +23,6 @@ struct ProgramPathCase {
 const ProgramPathCase kCases[] = {
     {"AbsolutePathKept", "/opt/uc/updatechecker", false, "/usr/libexec/x/updatechecker", nullptr,
      "/opt/uc/updatechecker"},
-    {"RelativePathKept", "./updatechecker", false, "/build/updatechecker", nullptr, "./updatechecker"},
     {"BareNameIsTheRunningExecutable", "updatechecker", false, "/usr/libexec/x/updatechecker", nullptr,
      "/usr/libexec/x/updatechecker"},
     {"LinkIsTheRunningExecutable", "/usr/sbin/updatechecker", true, "/usr/libexec/x/updatechecker", nullptr,

@@ -58,24 +58,6 @@ TEST_F(UidRecovery, RepairsCorruptOrPlaceholderHeaderFromTheAsn) {
   }
 }
 
-// Without leave to repair, every attempt writes nothing and reads back the
-// corrupt header: fifteen attempts, each with its waits, in simulated time.
-TEST_F(UidRecovery, NoUidGivesUpAfterFifteenAttemptsInSimulatedTime) {
-  ScopedHost host(DefaultHost{});
-  driverFlags().uid = false;
-  const std::string before = eepromHeader(host, 0x301);
-  const uint64_t simStart = host.sim().hardwareTimeMicroseconds();
-  uint64_t uid = 0;
-  EXPECT_EQ(recoverSwitchUID(switchEntry(0x301), &uid), status::kInternalError);
-  const uint64_t simulated = host.sim().hardwareTimeMicroseconds() - simStart;
-  EXPECT_EQ(loggedCount(host.sim(), "Will not recover UID"), 15u);
-  EXPECT_EQ(loggedCount(host.sim(), "Written UID (0x0000000000000000) does not match expected (0x0001001a731ff1d0), "
-                                    "error = 0xe00002ca"),
-            15u);
-  EXPECT_GE(simulated, 15u * (10'000 + 5 * 10'000 + 100'000));
-  EXPECT_EQ(eepromHeader(host, 0x301), before) << "nothing written";
-}
-
 // Characters 8-11 "ZZZZ" are 36^4 - 1 = 0x19A0FF, of which 15 bits are kept;
 // without an ASN there is no replacement and every attempt fails at once.
 TEST_F(UidRecovery, AsnSerialIsTruncatedAndAMissingAsnFailsEveryAttempt) {

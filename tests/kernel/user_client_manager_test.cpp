@@ -45,16 +45,5 @@ TEST(UserClientManager, KeepsControllersInRegistryOrderAndTheFirstOfARouterIDWin
   EXPECT_EQ(manager.userClientForRouterID(3), nullptr);
 }
 
-TEST(UserClientManager, NoControllerMeansNoUserClient) {
-  ScopedHost host("{}");
-  auto& manager = ThunderboltUserClientManager::sharedInstance();
-  EXPECT_TRUE(manager.userClientSet().empty());
-  EXPECT_EQ(manager.userClientForRouterID(0), nullptr);
-  uint32_t value = 7;
-  EXPECT_EQ(manager.configReadWithRouterID(0, 0, 0, kDeviceSpace, 0, value), status::kNotFound);
-  EXPECT_EQ(manager.configWriteWithRouterID(0, 0, 0, kDeviceSpace, 0, 1), status::kNotFound);
-  EXPECT_EQ(value, 7u);
-}
-
 }  // namespace
 }  // namespace tbt

@@ -78,46 +78,6 @@ class TopologyBuilder {
   nlohmann::json host_;
 };
 
-/// A hand-made registry entry, for shapes the simulated driver never
-/// publishes (a lane adapter with two child ports, ...).
-class FakeNode : public RegistryNode, public std::enable_shared_from_this<FakeNode> {
- public:
-  explicit FakeNode(std::string className) : className_(std::move(className)) {}
-
-  /// Adds a child of the given class and returns it.
-  std::shared_ptr<FakeNode> add(std::string className) {
-    auto child = std::make_shared<FakeNode>(std::move(className));
-    child->parent_ = weak_from_this();
-    children_.push_back(child);
-    return child;
-  }
-  FakeNode& set(const std::string& key, uint64_t value) {
-    properties_.set(key, Property::number(value));
-    return *this;
-  }
-  RegistryEntry entry() { return RegistryEntry(shared_from_this()); }
-
-  std::string className() const override { return className_; }
-  bool conformsTo(std::string_view name) const override { return name == className_; }
-  std::optional<Property> property(std::string_view key) const override {
-    const Property* p = properties_.find(key);
-    return p ? std::optional<Property>(*p) : std::nullopt;
-  }
-  std::vector<std::string> propertyKeys() const override { return {}; }
-  std::vector<RegistryEntry> children() const override { return {children_.begin(), children_.end()}; }
-  std::vector<RegistryEntry> parents() const override {
-    if (auto p = parent_.lock()) return {RegistryEntry(p)};
-    return {};
-  }
-  std::string path() const override { return "Fake:/" + className_; }
-
- private:
-  std::string className_;
-  PropertyDict properties_;
-  std::weak_ptr<FakeNode> parent_;
-  std::vector<std::shared_ptr<FakeNode>> children_;
-};
-
 /// A short name of a topology entry, from the registry shape alone:
 /// "switch 0x301", "port 0x1:3" (an adapter of switch 0x1), "up 0x301:1" (the
 /// upstream adapter switch 0x301 hangs from), "nhi:5" (a host interface

@@ -83,53 +83,30 @@ INSTANTIATE_TEST_SUITE_P(
         // A long header (next 0, length 0) keeps its pointer in the next double word...
         WalkCase{"LongHeader", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0030}, {0x30, 0x01000700}}, {},
                  kId7, kIdMask, status::kSuccess, 0x30, {2, 1, 2, 0x10, 0x11, 0x11, 0x30, 0x31}},
-        // ... whose 16-bit pointer is cut to 8 bits.
-        WalkCase{"LongPointerCut", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0130}, {0x30, 0x01000700}},
-                 {}, kId7, kIdMask, status::kSuccess, 0x30, {2, 1, 2, 0x10, 0x11, 0x11, 0x30, 0x31}},
         // ... but one with a length is short: next pointer 0 ends the chain.
         WalkCase{"ShortVendorHeaderEndsChain", kDeviceSpace,
                  {{1, 0x110}, {0x10, 0x04000500}, {0x11, 0x0030}, {0x30, 0x01000700}}, {}, kId7, kIdMask,
                  status::kNotFound, 0, {2, 1, 2, 0x10, 0x11}},
         WalkCase{"LongHeaderEndsChain", kDeviceSpace, {{1, 0x110}, {0x10, kLongHeader}}, {}, kId7, kIdMask,
                  status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x11}},
-        WalkCase{"PointsToItself", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000310}}, {}, kId7, kIdMask,
-                 status::kNotFound, 0, {2, 1, 2, 0x10, 0x11}},
         // A chain that comes back to a capability already visited ends there
         // (here through double word 1, whose low byte points at 0x40).
         WalkCase{"LoopOfTwo", kDeviceSpace, {{1, 0x140}, {0x40, 0x01000301}}, {}, kId7, kIdMask,
                  status::kNotFound, 0, {2, 1, 2, 0x40, 0x41, 0x01, 0x02}},
-        WalkCase{"LoopThroughLongHeader", kDeviceSpace,
-                 {{1, 0x110}, {0x10, kLongHeader}, {0x11, 0x0120}, {0x20, 0x01000310}}, {}, kId7, kIdMask, status::kNotFound, 0, {2, 1, 2, 0x10, 0x11, 0x11, 0x20, 0x21}},
         WalkCase{"ItselfMatches", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000710}}, {}, kId7, kIdMask,
                  status::kSuccess, 0x10, {2, 1, 2, 0x10, 0x11}},
         WalkCase{"HeaderUnreadable", kDeviceSpace, {{1, 0x110}, {0x10, 0x01000320}}, 0x20u, kId7, kIdMask,
                  status::kDeviceError, 0, {2, 1, 2, 0x10, 0x11, 0x20}},
         // Double word 2 is read again even after the first read failed.
         WalkCase{"Dword2Unreadable", kDeviceSpace, {{1, 0x110}}, 2u, kId7, kIdMask, status::kDeviceError, 0, {2, 2}},
-        WalkCase{"Dword1Unreadable", kDeviceSpace, {{1, 0x110}}, 1u, kId7, kIdMask, status::kDeviceError, 0,
-                 {2, 1, 2}},
         WalkCase{"PortSpace", kPortSpace, {{1, 0x05}, {2, 0x0E0102}, {5, 0x01000700}}, {}, kId7, kIdMask,
                  status::kSuccess, 5, {2, 1, 2, 5, 5, 6}},
         // DP Out adapters of four early controllers report a first capability
         // that cannot be read; their chain starts at 0x39.
         WalkCase{"DPOutAdapterFixedStart", kPortSpace, unreadableStart(0x15478086, kDPOutAdapterType), 5u, kId7,
                  kIdMask, status::kSuccess, 0x39, {2, 1, 2, 5, 6, 0, 2, 0x39, 0x3A}},
-        WalkCase{"OtherControllerKeepsItsPointer", kPortSpace, unreadableStart(0x15498086, kDPOutAdapterType), 5u,
-                 kId7, kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}},
         WalkCase{"OtherAdapterKeepsItsPointer", kPortSpace, unreadableStart(0x151A8086, kDPInAdapterType), 5u, kId7,
                  kIdMask, status::kDeviceError, 0, {2, 1, 2, 5, 6, 0, 2, 5}}), test::byName);
-
-TEST(WalkCapabilities, VisitsEveryCapabilityInChainOrder) {
-  ScopedHost host(hostWithRouters({0x0, 0x1}).dump());
-  for (auto [index, value] : Dwords{{1, 0x110}, {0x10, 0x01000320}, {0x20, kLongHeader}, {0x21, 0x0018}, {0x18, 0x02060500}})
-    host.sim().poke(0, kRoute, 0, kDeviceSpace, index, value);
-  LocalRouterHandle handle;
-  handle.setRoute(kRoute);
-  Dwords seen;
-  auto visit = [&](uint8_t index, uint32_t header) { return seen.emplace_back(index, header), false; };
-  EXPECT_EQ(walkCapabilities(handle, 0, kDeviceSpace, visit), status::kSuccess);
-  EXPECT_EQ(seen, (Dwords{{0x10, 0x01000320}, {0x20, kLongHeader}, {0x18, 0x02060500}}));
-}
 
 TEST(AdapterType, IsPortDword2LowBitsOrZero) {
   ScopedHost host(hostWithRouters({0x0, 0x1}, 0x4).dump());

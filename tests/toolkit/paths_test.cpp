@@ -60,17 +60,11 @@ const PathCase kPathCases[] = {
     {"EmptyHopTable",
      [](TopologyBuilder& b) { b.property(0x0, 11, "Hop Table", nlohmann::json::array()); },
      ""},
-    {"LaneAdapterStartsPathsOnlyToAnotherHost",
-     [](TopologyBuilder& b) { b.hop(0x0, 1, 8, 11, 8).hop(0x1, 3, 8, 11, 8); },
-     ""},
     {"XDomainAndEDM",
      [](TopologyBuilder& b) { b.xdomain(0x0, 3).hop(0x0, 5, 1, 3, 8, true).hop(0x0, 3, 8, 5, 1).hop(0x0, 4, 9, 5, 2); },
      "EFI: (NHI) [Route 0x0: Port 0x5 --> Port 0x3] (XDomain)\n"
      "OS: (XDomain) [Route 0x0: Port 0x3 --> Port 0x5] (NHI)\n"
      "OS: (EDM XDomain on Port 3) [Route 0x0: Port 0x4 --> Port 0x5] (NHI)\n"},
-    {"UnnamedAdapterType",
-     [](TopologyBuilder& b) { b.hop(0x0, 12, 8, 11, 9); },
-     "OS: (?) [Route 0x0: Port 0xc --> Port 0xb] (DP In)\n"},
 };
 
 class PathsReport : public ::testing::TestWithParam<PathCase> {};

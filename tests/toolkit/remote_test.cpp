@@ -108,77 +108,10 @@ TEST_P(RemoteChain, IsAsDeepAsARoute) {
 INSTANTIATE_TEST_SUITE_P(Levels, RemoteChain,
                          ::testing::Values(ChainDepth{6, status::kNotFound, true},
                                            ChainDepth{7, status::kNotFound, true},
-                                           ChainDepth{8, status::kBadArgument, false},
-                                           ChainDepth{200000, status::kBadArgument, false}),
+                                           ChainDepth{8, status::kBadArgument, false}),
                          [](const ::testing::TestParamInfo<ChainDepth>& info) {
                            return "Levels" + std::to_string(info.param.levels);
                          });
-
-// A far router is hardware like any other: behind its DFT capability's pins
-// an EEPROM answers, its link controller reads its NVM, and its accesses are
-// counted, logged and checked against the faults under its own route.
-TEST(FarRouter, HasTheModelsAndFaultsOfAnyRouter) {
-  nlohmann::json json = nlohmann::json::parse(test::fixtureHost("rich.json"));
-  nlohmann::json& far = routerOf(json, kParentRoute)["bridges"]["0"]["router"];
-  // The link controller (200 double words long: it has the NVM mailbox), then a DFT capability.
-  far["device-space"]["0x10"] = "0x20060530";
-  far["device-space"]["0x12"] = "0x00c81001";
-  far["device-space"]["0x30"] = "0x10010500";
-  far["device-space"]["0x3c"] = "0x100";
-  far["eeprom"] = {{"size", 256}, {"bytes", {{"0x10", "c0ffee"}}}};
-  far["nvm"] = {{"bytes", {{"0x20", "0123456789abcdef"}}}};
-  json["faults"] = {{{"op", "config-read"}, {"route", "0x201"}, {"space", 2}, {"index", "0x7f"}, {"times", 0}}};
-  ScopedHost host(json.dump());
-  host.sim().setAccessLogEnabled(true);
-  auto& utils = ThunderboltUserClientUtils::sharedInstance();
-  auto handle = remoteThrough({0});
-
-  uint8_t eeprom[3] = {};
-  ASSERT_EQ(utils.eeMultiByteRead(eeprom, 3, 0x10, *handle, 0x30), status::kSuccess);
-  EXPECT_EQ(std::vector<uint8_t>(eeprom, eeprom + 3), (std::vector<uint8_t>{0xC0, 0xFF, 0xEE}));
-  std::vector<uint8_t> nvm(8);
-  ASSERT_EQ(utils.nvmRead(nvm.data(), 8, 0x20, *handle), status::kSuccess);
-  EXPECT_EQ(nvm, (std::vector<uint8_t>{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}));
-
-  EXPECT_GT(host.sim().configWritesOf(0x201, 0, kDeviceSpace, 0x34), 100u) << "the pins were driven";
-  uint32_t value = 0;
-  ASSERT_EQ(handle->configReadWithPort(0, kDeviceSpace, 0x7f, value), status::kSuccess);
-  EXPECT_EQ(host.sim().faults()[0].matched, 1u);
-  const auto& log = host.sim().accessLog();
-  EXPECT_TRUE(std::any_of(log.begin(), log.end(), [](const sim::AccessRecord& r) {
-    return r.bridged && r.route == 0x201 && r.index == 0x7f && r.kind == sim::AccessKind::ConfigRead;
-  }));
-}
-
-// Remote access by route only ever uses router ID 0.
-TEST(RemoteByRoute, OnlyThroughRouterIDZero) {
-  uint32_t value = 0;
-  ScopedHost host(hostWithRouters({0x0}, /*uid=*/1).dump());
-  auto& utils = ThunderboltUserClientUtils::sharedInstance();
-  EXPECT_EQ(utils.iecsRemoteConfigReadWithRoute(0, 0, 0, kDeviceSpace, 0, value), status::kGeneralFailure);
-  EXPECT_EQ(utils.iecsRemoteConfigWriteWithRoute(0, 0, 0, kDeviceSpace, 0, value), status::kGeneralFailure);
-  EXPECT_EQ(host.sim().iecsAccessCount(), 0u);
-}
-
-// A bridge in the command form whose request never clears: the access gives
-// up after exactly 50 polls of offset 16, 10 ms apart.
-TEST(RemoteTimeout, CommandFormThatNeverFinishes) {
-  nlohmann::json json = nlohmann::json::parse(test::fixtureHost("rich.json"));
-  json["faults"] = {{{"op", "config-bridge"}, {"route", "0x1"}, {"bus", 1}}};
-  ScopedHost host(json.dump());
-  sim::SimHost& hw = host.sim();
-  hw.setAccessLogEnabled(true);
-  const uint64_t start = hw.hardwareTimeMicroseconds();
-  uint32_t value = 0x5555;
-  EXPECT_EQ(ThunderboltUserClientUtils::sharedInstance().iecsRemoteConfigReadWithRoute(kParentRoute, 1, 0,
-                                                                                       kDeviceSpace, kProbeIndex, value),
-            status::kTimeout);
-  EXPECT_EQ(value, 0x5555u);
-  size_t polls = 0;
-  for (const sim::AccessRecord& r : hw.accessLog()) polls += r.kind == sim::AccessKind::IecsRead && r.offset == 16;
-  EXPECT_EQ(polls, 50u);
-  EXPECT_EQ(hw.hardwareTimeMicroseconds() - start, 50 * 10'000 + hw.iecsAccessCount() * hw.accessLatencyMicroseconds());
-}
 
 // A remote handle whose parent, router 0x1, has no link controller.
 class PlainParent : public ::testing::Test {
@@ -197,8 +130,7 @@ class PlainParent : public ::testing::Test {
 // no mailbox: nothing is transferred and the bridge is unsupported. Only the
 // whole double word counts.
 TEST_F(PlainParent, PortMicroModeRefusesWithoutTransfers) {
-  for (auto [identity, portMicroMode] : {std::pair<uint32_t, bool>{0x1513, true}, {0x151A, true}, {0x1549, true},
-                                         {0, true}, {0x15138086, false}}) {
+  for (auto [identity, portMicroMode] : {std::pair<uint32_t, bool>{0x1513, true}, {0x15138086, false}}) {
     host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0, identity);
     auto handle = handleOnParent();
     uint32_t value = 7;
@@ -210,30 +142,6 @@ TEST_F(PlainParent, PortMicroModeRefusesWithoutTransfers) {
     EXPECT_EQ(host_.sim().configWriteCount(), 0u);
     EXPECT_EQ(host_.sim().logLines().at(0), textf("RemoteRouterHandle - initializeIECS - portMicroMode = %d", portMicroMode));
   }
-}
-
-// A parent whose capability chain loops (0x40 -> DW 1 -> 0x40) has no link
-// controller to be found: the access ends instead of walking forever.
-TEST_F(PlainParent, LoopingCapabilityChainEndsAsNotFound) {
-  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0, 0x15ef8086);
-  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 1, 0x140);
-  host_.sim().poke(0, 0x1, 0, kDeviceSpace, 0x40, 0x00000001);
-  auto handle = handleOnParent();
-  uint32_t value = 7;
-  EXPECT_EQ(handle->configReadWithPort(0, kDeviceSpace, 0, value), status::kNotFound);
-  EXPECT_EQ(host_.sim().configReadCount(), 1u + 3 + 4) << "identity, DW 2/1/2, two capabilities";
-}
-
-TEST_F(PlainParent, InitializationIsTriedOncePerHandle) {
-  host_.sim().addFault({.op = std::string(sim::kFaultConfigRead), .route = 0x1, .space = kDeviceSpace, .index = 0,
-                        .status = status::kTimeout, .times = 1});
-  auto handle = handleOnParent();
-  EXPECT_EQ(handle->initializeIECS(), status::kTimeout);
-  const uint64_t reads = host_.sim().configReadCount();
-  EXPECT_EQ(handle->initializeIECS(), status::kSuccess);
-  EXPECT_EQ(host_.sim().configReadCount(), reads);
-  EXPECT_EQ(host_.sim().logLines().back(),
-            "RemoteRouterHandle - initializeIECS - lcHeader = 0x0 lcOffset = 0x0 lcCount = 0x0 lcLength = 0x0");
 }
 
 // Router 0x1 with a link controller at 0x8 announcing three mailboxes 0x40
@@ -304,11 +212,6 @@ TEST_F(Mailbox, TransferStatuses) {
       EXPECT_EQ(host_.sim().configAccessCount(), 0u);
     }
   }
-  // The IECS layer above drops the transfer's status: the caller's data is
-  // simply left as it was.
-  uint8_t data[4] = {9, 9, 9, 9};
-  EXPECT_EQ(handle_->iecsReadWithDevice(3, 0, 4, data), status::kSuccess);
-  EXPECT_EQ(data[0], 9);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@ namespace tbt {
 namespace {
 
 using test::describeEntry;
-using test::FakeNode;
 using test::ScopedHost;
 using test::TopologyBuilder;
 
@@ -54,24 +53,20 @@ TEST_F(Topology, Lookups) {
   };
   const Case cases[] = {
       {"switch", "nhi:5", "switch 0x0"},  // the host switch hangs from the host interface
-      {"switch", "port 0x1:3", "switch 0x1"},
       {"switch", "up 0x301:1", "switch 0x301"},
       {"child port", "port 0x0:1", "up 0x1:1"},
       {"child port", "nhi:5", "none"},  // not a lane adapter, although a switch hangs from it
       {"child port", "port 0x0:11", "none"},
-      {"child port", "port 0x0:3", "none"},
       {"xdomain link", "port 0x0:3", "xdomain"},
       {"xdomain link", "port 0x0:1", "none"},
       {"peer", "port 0x0:1", "up 0x1:1"},    // the link seen from its upper end
       {"peer", "up 0x1:1", "port 0x0:1"},    // ... and from its lower end
-      {"peer", "port 0x1:3", "up 0x301:1"},
       {"peer", "port 0x0:2", "port 0x1:4"},  // "Peer Port Route String" and "Peer Port Number"
       {"peer", "port 0x1:4", "port 0x0:2"},  // peer route 0 is the host switch
       {"peer", "port 0x0:3", "none"},
       {"dual link", "port 0x0:1", "none"},
       // The port a switch hangs from is looked at first.
       {"adapter 5", "switch 0x0", "nhi:5"},
-      {"adapter 1", "switch 0x0", "port 0x0:1"},
       {"adapter 1", "switch 0x1", "up 0x1:1"},
       {"adapter 3", "switch 0x1", "port 0x1:3"},
       {"adapter 7", "switch 0x1", "none"},
@@ -102,38 +97,6 @@ TEST_F(Topology, SwitchForRouteIsDepthFirstInRegistryOrder) {
   EXPECT_EQ(describeEntry(utils_.nhiForRouterID(0)), "nhi:5");
   EXPECT_FALSE(utils_.nhiForRouterID(3));
   EXPECT_FALSE(utils_.switchForRouteAndRouterID(0x0, 3));
-}
-
-// Shapes the driver may publish but the simulation does not: where several
-// children match, the last one counts.
-//
-//   port 1
-//    └─ lane 2: children port 3, xdomain, port 4, xdomain, switch A, switch B
-//    └─ lane 5: children switch C, port 6
-TEST(TopologyShapes, TheLastMatchingChildWins) {
-  ScopedHost host("{}");
-  ThunderboltUserClientUtils& utils = ThunderboltUserClientUtils::sharedInstance();
-  auto upper = std::make_shared<FakeNode>(std::string(kPortClass));
-  auto lane = upper->add(std::string(kPortClass));
-  lane->set("Adapter Type", kLaneAdapterType);
-  lane->add(std::string(kPortClass))->set("Port Number", 3);
-  lane->add(std::string(kXDomainLinkClass));
-  lane->add(std::string(kPortClass))->set("Port Number", 4);
-  auto lastLink = lane->add(std::string(kXDomainLinkClass));
-  lane->add(std::string(kSwitchClass))->set("Route String", 0xA);
-  lane->add(std::string(kSwitchClass))->set("Route String", 0xB);
-  auto other = upper->add(std::string(kPortClass));
-  other->add(std::string(kSwitchClass));
-  auto last = other->add(std::string(kPortClass));
-
-  uint64_t number = 0;
-  readRegistryNumber64(utils.childPortFromPort(lane->entry(), 0), kPortNumberKey, number);
-  EXPECT_EQ(number, 4u);
-  EXPECT_EQ(utils.childXDomainLinkFromPort(lane->entry(), 0), lastLink->entry());
-  EXPECT_EQ(routeOfEntry(utils.switchFromPort(lane->entry(), 0)), 0xBu) << "parent is a port, so the last switch child";
-  EXPECT_EQ(utils.peerForNULLPort(lane->entry(), 0), upper->entry()) << "a switch child after the ports";
-  EXPECT_EQ(utils.peerForNULLPort(other->entry(), 0), last->entry()) << "a port child after the switch";
-  EXPECT_FALSE(utils.switchFromPort(upper->entry(), 0)) << "a port without a parent";
 }
 
 }  // namespace

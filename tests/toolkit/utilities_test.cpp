@@ -44,19 +44,6 @@ TEST(UtilitiesCore, I2cAndIecsWithoutAUserClientDoNothing) {
   EXPECT_EQ(utils.iecsReadWithLocalRouterHandle(handle, 1, 1, 0, 4, bytes), status::kNotResponding);
 }
 
-// The two readers differ on purpose: only the 64-bit one tells a missing
-// property from 0.
-TEST(UtilitiesCore, RegistryNumberReadersTellAbsenceApart) {
-  ScopedHost host(hostWithRouters({0x0}).dump());
-  auto& utils = ThunderboltUserClientUtils::sharedInstance();
-  uint64_t shortValue = 55, longValue = 55;
-  EXPECT_EQ(utils.unsignedLongForRegistryEntry(switchEntry(0x0), "Missing", shortValue), status::kSuccess);
-  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(switchEntry(0x0), "Missing", longValue), status::kGeneralFailure);
-  EXPECT_EQ(std::pair(shortValue, longValue), std::pair(uint64_t{0}, uint64_t{55}));
-  EXPECT_EQ(utils.unsignedLongLongForRegistryEntry(switchEntry(0x0), kDepthKey, longValue), status::kSuccess);
-  EXPECT_EQ(longValue, 0u);
-}
-
 TEST(UtilitiesCore, HostSwitchOfAnEntry) {
   nlohmann::json json = hostWithRouters({0x0, 0x1, 0x301}, 0x1234);
   routerOf(json, 0x1)["registry"] = {{"Route String", nullptr}};
