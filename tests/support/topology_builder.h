@@ -1,17 +1,13 @@
 #pragma once
 // Builders for topology and path tests: a simulated host assembled router by
-// router and adapter by adapter, hand-made registry shapes the simulation
-// never publishes, and short names for registry entries so that expectation
-// tables read like the diagram above them.
+// router and adapter by adapter, and short names for registry entries so
+// that expectation tables read like the diagram above them.
 //
 //   TopologyBuilder b({0x0, 0x1});
 //   b.adapter(0x0, 11, kDPInAdapterType).hop(0x0, 11, 8, 1, 9).lane(0x0, 1, 1);
 //   ScopedHost host(b.json());
 #include <cstdint>
-#include <fstream>
 #include <initializer_list>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +18,7 @@
 #include "platform/registry_helpers.h"
 #include "platform/text.h"
 #include "support/scoped_host.h"
+#include "support/temp_dir.h"
 
 namespace tbt::test {
 
@@ -99,22 +96,14 @@ inline std::string describeEntry(const RegistryEntry& e) {
                                        : textf("nhi:%llu", static_cast<unsigned long long>(number));
 }
 
-/// The whole text of a file, or "" when it cannot be read.
-inline std::string readTextFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 /// The JSON text of fixtures/hosts/NAME.
 inline std::string fixtureHost(const std::string& name) {
-  return readTextFile(std::string(TBT_FIXTURES_DIR) + "/hosts/" + name);
+  return readFile(std::string(TBT_FIXTURES_DIR) + "/hosts/" + name);
 }
 
 /// The text of tests/golden/NAME.
 inline std::string goldenFile(const std::string& name) {
-  return readTextFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/" + name);
+  return readFile(std::string(TBT_FIXTURES_DIR) + "/../tests/golden/" + name);
 }
 
 }  // namespace tbt::test
