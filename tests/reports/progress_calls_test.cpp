@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/host_builder.h"
+#include "support/topology_builder.h"
 #include "toolkit/utilities.h"
 
 namespace tbt {
@@ -52,6 +53,19 @@ TEST(ProgressCalls, NvmAndEepromReads) {
     ASSERT_EQ(utils().nvmRead(buffer.data(), row.size, 0, handle, &recorder), status::kSuccess);
     EXPECT_EQ(recorder.calls, row.calls) << row.size << (row.linkController ? " through the mailbox" : " EEPROM");
   }
+}
+
+// The report of every router moves on once per router: the rich host has six.
+TEST(ProgressCalls, EveryRouter) {
+  struct ProgressSink final : ReportSink {
+    void write(std::string_view) override {}
+    Progress* progress() const override { return &recorder; }
+    mutable Recorder recorder;
+  };
+  test::ScopedHost host(test::fixtureHost("rich.json"));
+  ProgressSink sink;
+  utils().allSpaces(sink);
+  EXPECT_EQ(sink.recorder.calls, counting(6));
 }
 
 }  // namespace
